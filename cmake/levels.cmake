@@ -1,0 +1,44 @@
+# What each level is compiled with. This is the only place that holds -m flags.
+#
+# A level file gets its own set and is refused the next one, so that neither an intrinsic nor the
+# compiler's own choice can reach above the level. A variant that demands more than its level says
+# so itself, with DEMANDS_SSE3 or DEMANDS_SSE41 (dispatch/variant.h), and only that function gets it.
+# Never -march=...: it would bring FMA along.
+
+set(simd_level_base  -msse2 -mno-sse3)      # what every x86-64 has
+set(simd_level_sse   -msse -mno-sse2)
+set(simd_level_sse2  -msse2 -mno-sse3)
+set(simd_level_sse3  -msse3 -mno-ssse3)
+set(simd_level_ssse3 -mssse3 -mno-sse4.1)
+set(simd_level_sse41 -msse4.1 -mno-sse4.2)
+set(simd_level_avx   -mavx -mno-avx2 -mno-fma)
+set(simd_level_avx2  -mavx2 -mno-fma)
+
+# Generic tuning splits an unaligned 32-byte access into two halves, in g++ and in clang++, for the
+# sake of processors of 2011; tuning for a later one only changes choices among the same sets.
+list(APPEND simd_level_avx  -mtune=haswell)
+list(APPEND simd_level_avx2 -mtune=haswell)
+
+# What every kernel file is compiled with, so that the bits do not depend on compiler or -O level, and
+# so that a loop is what its source says: unrolled where that says so, and nowhere else.
+set(simd_kernel_flags
+    -ffp-contract=off           # every product is rounded before it is added
+    -fno-math-errno             # no call beside an inlined instruction
+    -fno-builtin                # no loop becomes memset or memcpy, no call is replaced
+    -fvisibility=hidden         # the header gives the 53 names their default visibility
+    -fno-exceptions -fno-rtti -fno-threadsafe-statics)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    list(APPEND simd_kernel_flags -fno-tree-vectorize -fno-tree-loop-distribute-patterns)
+else()
+    list(APPEND simd_kernel_flags -fno-vectorize -fno-slp-vectorize -fno-unroll-loops)
+endif()
+
+# simd_family(folder/family level...): adds folder/family_<level>.cpp to simd_sources, each with the
+# flags of its level.
+macro(simd_family family)
+    foreach(level IN ITEMS ${ARGN})
+        set(source ${family}_${level}.cpp)
+        list(APPEND simd_sources ${source})
+        set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS "${simd_level_${level}}")
+    endforeach()
+endmacro()

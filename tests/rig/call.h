@@ -1,0 +1,45 @@
+// tests/rig/call.h: calls that are watched, and the signals behind them.
+#pragma once
+
+#include "rig/library.h"
+
+#include <functional>
+#include <gtest/gtest.h>
+
+namespace rig {
+
+/// While one lives, a ud2 that stands for CPUID is answered by `answer(image base, leaf,
+/// sub-leaf)`.
+class Answering {
+public:
+    using Answer =
+        std::function<Words(const char* base, std::uint32_t leaf, std::uint32_t subleaf)>;
+    explicit Answering(Answer answer);
+    ~Answering();
+    Answering(const Answering&) = delete;
+    Answering& operator=(const Answering&) = delete;
+};
+
+/// What a call did to the machine besides its results.
+struct Outcome {
+    int signal = 0;               // SIGSEGV, SIGILL... if it faulted, else 0
+    bool dirty_upper = false;     // upper halves of the vector registers in use afterwards
+    bool control_word = false;    // MXCSR control bits changed
+    bool direction = false;       // direction flag left set
+    bool saved_registers = false; // a callee-saved register changed
+};
+
+/// Calls `body` with the upper halves of the vector registers made dirty first if `dirty`.
+Outcome watch(bool dirty, const std::function<void()>& body);
+
+/// The call that every test makes: no fault, nothing left behind; AVX and AVX2 variants start with
+/// dirty upper halves and must leave them clear. ASSERT_TRUE(armed(level, [&] { f(x, n); }));
+testing::AssertionResult armed(Level level, const std::function<void()>& body);
+
+/// Whether the call ends in a memory fault (a named fault of the contract).
+bool faults(const std::function<void()>& body);
+
+/// Whether this machine can tell dirty upper halves (XGETBV with index 1) and has AVX at all.
+bool upper_halves_visible();
+
+} // namespace rig

@@ -1,0 +1,120 @@
+// tests/rig/library.h: the shipped libsimd.so, loaded under a scripted processor.
+//
+// The rig maps a copy of the library whose CPUID instructions (0f a2) are replaced by ud2 (0f 0b),
+// and answers the resulting signal from a script. So every variant of every level is reached
+// through its entry, black-box, on any machine, and every branch of the probe can be walked.
+#pragma once
+
+#include "libsimd.h"
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace rig {
+
+enum class Level { base, sse, sse2, sse3, ssse3, sse41, avx, avx2 };
+inline constexpr std::array all_levels = {Level::base,  Level::sse,   Level::sse2, Level::sse3,
+                                          Level::ssse3, Level::sse41, Level::avx,  Level::avx2};
+const char* name(Level level);
+
+struct Words {
+    std::uint32_t eax, ebx, ecx, edx;
+    bool operator==(const Words&) const = default;
+};
+
+/// One executed CPUID.
+struct Query {
+    std::uint32_t leaf, subleaf;
+    bool operator==(const Query&) const = default;
+};
+
+/// What a scripted processor answers, by leaf; a leaf that is not listed answers zeros.
+/// `by_subleaf` is asked first.
+struct Processor {
+    std::map<std::uint32_t, Words> leaves;
+    std::map<std::pair<std::uint32_t, std::uint32_t>, Words> by_subleaf;
+
+    /// A processor that reports exactly the levels up to `level`.
+    static Processor at(Level level);
+    /// The same from any set of levels (bit i: all_levels[i]), with a vendor of 12 letters.
+    static Processor with(unsigned level_set, const char* vendor = "GenuineIntel",
+                          std::uint32_t max_basic = 7);
+};
+
+/// Bits of leaf 1 (and 7) that the probe tests.
+inline constexpr std::uint32_t edx_sse = 1U << 25, edx_sse2 = 1U << 26, ecx_sse3 = 1U << 0,
+                               ecx_ssse3 = 1U << 9, ecx_sse41 = 1U << 19, ecx_avx = 1U << 28,
+                               ebx_avx2 = 1U << 5;
+
+/// One loaded copy of the library. Copies are independent: each has its own entries.
+class Library {
+public:
+    explicit Library(const Processor& processor);
+    ~Library();
+    Library(const Library&) = delete;
+    Library& operator=(const Library&) = delete;
+
+    /// The entry itself, writable as for any host: `*entry<fill_f32_fn>("fill_f32")`.
+    template <class Fn>
+    Fn** entry(const char* kernel) const
+    {
+        return reinterpret_cast<Fn**>(symbol(kernel));
+    }
+    /// A plain exported function.
+    template <class Fn>
+    Fn* function(const char* kernel) const
+    {
+        return reinterpret_cast<Fn*>(symbol(kernel));
+    }
+    void* symbol(const char* exported) const; // throws if there is none
+
+    /// The variant that an entry holds, by name ("fill_f32_avx"), or "" for null.
+    std::string variant(const char* kernel) const;
+    /// Address of an internal function by its unmangled name; throws if there is none.
+    void* internal(const char* function_name) const;
+
+    const std::vector<Query>& queries() const { return queries_; }
+    /// What each of the 50 entries held when the first CPUID executed; "" for null.
+    const std::map<std::string, std::string>& at_first_cpuid() const { return at_first_cpuid_; }
+
+    /// Every later call of the library to the imported function goes to `replacement`.
+    void intercept(const char* imported, void* replacement);
+    /// Undoes all interceptions.
+    void release();
+
+    const char* base() const { return base_; }
+
+private:
+    friend struct Signals;
+    Words answer(std::uint32_t leaf, std::uint32_t subleaf);
+    std::string name_of(const void* address) const;
+
+    Processor processor_;
+    int fd_ = -1;
+    void* handle_ = nullptr;
+    const char* base_ = nullptr;
+    std::vector<Query> queries_;
+    std::map<std::string, std::string> at_first_cpuid_;
+    std::map<void**, void*> intercepted_;
+};
+
+/// The shared copy for a level; entries and imports are as loaded unless a test changed them.
+Library& at(Level level);
+
+/// Path of the library under test: LIBSIMD_LIBRARY, or the one built beside the tests.
+std::string shipped();
+/// File offsets of the bytes 0f a2 in the library's code.
+std::vector<std::size_t> cpuid_sites();
+
+/// Names of the 50 entries, in the header's order.
+const std::vector<std::string>& entry_names();
+/// Levels at which an entry has a variant, written down here independently of the library.
+const std::map<std::string, std::vector<Level>>& table();
+
+} // namespace rig
+
+/// The kernel that `library` holds in entry `name`, typed by the public header.
+#define KERNEL(library, name) (*(library).entry<name##_fn>(#name))

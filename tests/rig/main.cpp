@@ -1,0 +1,12 @@
+#include "rig/data.h"
+#include "rig/library.h"
+
+#include <gtest/gtest.h>
+#include <iostream>
+
+int main(int argc, char** argv)
+{
+    testing::InitGoogleTest(&argc, argv);
+    std::cout << "library " << rig::shipped() << "\nLIBSIMD_SEED=" << rig::seed() << std::endl;
+    return RUN_ALL_TESTS();
+}
