@@ -62,6 +62,17 @@ SIMD_PINNED(mul, __m128d, "mulpd")
 SIMD_PINNED(div, __m128d, "divpd")
 SIMD_PINNED(minsel, __m128d, "minpd")
 SIMD_PINNED(maxsel, __m128d, "maxpd")
+
+#ifndef __AVX__
+/// A double in both lanes by SSE3's instruction, whatever the file's level: some SSE2 variants
+/// demand it.
+SIMD_INLINE __m128d movddup(double a)
+{
+    __m128d r;
+    asm("movddup %1, %0" : "=x"(r) : "x"(a));
+    return r;
+}
+#endif
 #endif
 
 #ifdef __AVX__

@@ -6,12 +6,14 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <initializer_list>
 #include <vector>
 
 namespace {
 
 using rig::Edge;
 using rig::Level;
+using Sizes = std::initializer_list<std::size_t>;
 
 constexpr Level levels[] = {Level::base, Level::sse2, Level::avx};
 
@@ -52,10 +54,9 @@ public:
         const auto result = run(n, at);
         if (result)
             return result;
-        return testing::AssertionFailure()
-               << rig::name(level_) << ", n " << n << ", re/im/out at " << at.re << "/" << at.im
-               << "/" << at.out << ", edge " << static_cast<int>(at.edge) << ": "
-               << result.message();
+        return testing::AssertionFailure() << rig::name(level_) << ", n " << n << ", re/im/out at "
+                                           << at.re << "/" << at.im << "/" << at.out << ", edge "
+                                           << static_cast<int>(at.edge) << ": " << result.message();
     }
 
     unsigned fault_count = 0;
@@ -134,7 +135,7 @@ void mix_alignments(Level level)
     for (std::size_t re = 0; re < 64; re += 8)
         for (std::size_t im = 0; im < 64; im += 8)
             for (std::size_t out = 0; out < 64; out += 8)
-                for (const std::size_t n : {1, 2, 3, 4, 5, 6, 7, 8, 9, 11, 14, 18})
+                for (const std::size_t n : Sizes{1, 2, 3, 4, 5, 6, 7, 8, 9, 11, 14, 18})
                     for (const Edge edge : rig::both_edges)
                         ASSERT_TRUE(check(n, {re, im, out, edge}));
     // The crossed sweep held the faults too: 3 offsets, each twice within 64 for each pointer, both
@@ -145,7 +146,7 @@ void mix_alignments(Level level)
 void mix_odd_addresses(Level level)
 {
     Mix check(level);
-    for (const std::size_t n : {0, 1, 2, 3, 4, 5, 7, 8, 9, 12, 17})
+    for (const std::size_t n : Sizes{0, 1, 2, 3, 4, 5, 7, 8, 9, 12, 17})
         for (std::size_t at = 0; at < 64; ++at) {
             ASSERT_TRUE(check(n, {at, at, at, Edge::end}));
             ASSERT_TRUE(check(n, {at, (at + 32) % 64, at, Edge::start}));
@@ -208,7 +209,7 @@ TEST(mix_f64, avx_block_order)
 {
     const double re[] = {1, 3, 5, 7};
     const double im[] = {2, 4, 6, 8};
-    for (const std::size_t at : {0, 40}) {
+    for (const std::size_t at : Sizes{0, 40}) {
         rig::Buffer<double> a(4);
         rig::Buffer<double> b(4);
         rig::Buffer<double> out(8);
@@ -245,7 +246,7 @@ TEST(mix_f64, avx_shared_offset_faults)
         out.fill_bytes(0x33);
     };
     const auto call = [&](std::size_t n) { kernel(re.data(), im.data(), n, out.data()); };
-    for (const std::size_t shared : {8, 16, 24}) {
+    for (const std::size_t shared : Sizes{8, 16, 24}) {
         const std::size_t singles = (32 - shared) / 8;
         for (std::size_t n = 0; n <= most; ++n) {
             place(n, shared, shared, shared);

@@ -16,10 +16,7 @@ using rig::Kind;
 using rig::Level;
 
 /// Bytes of a level's vector; 0 at the baseline, which takes every element singly.
-std::size_t width(Level level)
-{
-    return level == Level::base ? 0 : level == Level::avx ? 32 : 16;
-}
+std::size_t width(Level level) { return level == Level::base ? 0 : level == Level::avx ? 32 : 16; }
 
 // --- The models ------------------------------------------------------------------------------
 
@@ -220,7 +217,7 @@ template <class T>
 void mult_in_place(Level level)
 {
     Mult<T> check(level);
-    for (std::size_t n = 0; n <= 4 * check.lanes() + 3; ++n)
+    for (std::size_t n = 0; n <= 5 * check.lanes() + 3; ++n)
         for (std::size_t at = 0; at < 64; at += sizeof(T))
             for (const std::size_t other : {std::size_t{0}, at, (at + sizeof(T)) % 64})
                 for (const Same same : {Same::dst_a, Same::dst_b, Same::a_b, Same::all})
@@ -263,7 +260,9 @@ void mult_two_nans(Level level)
             }
             ASSERT_TRUE(armed(level, [&] { kernel(dst.data(), a.data(), b.data(), n); }));
             for (std::size_t i = 0; i < n; ++i)
-                ASSERT_TRUE(rig::same_bits(i != position ? T(1.5) : block ? kept_b : nan_a,
+                ASSERT_TRUE(rig::same_bits(i != position ? T(1.5)
+                                           : block       ? kept_b
+                                                         : nan_a,
                                            dst.get(i)))
                     << rig::name(level) << (together ? " together" : " apart") << ", element " << i
                     << ", NaNs at " << position;
@@ -401,7 +400,7 @@ private:
 void mult_add_counts(Level level)
 {
     MultAdd check(level);
-    for (std::size_t n = 0; n <= 50; ++n)
+    for (std::size_t n = 0; n <= 72; ++n)
         for (std::size_t at = 0; at < 64; at += 4)
             for (const Edge edge : rig::both_edges)
                 for (const Kind kind : rig::all_kinds)
@@ -515,14 +514,16 @@ TEST(mult_add_f32, three_times_two_plus_one_is_seven)
             x.place(n, 4, Edge::start);
             for (std::size_t i = 0; i < n; ++i)
                 x.set(i, 3.0F);
-            ASSERT_TRUE(
-                armed(level, [&] { KERNEL(rig::at(level), mult_add_f32)(x.data(), n, 2, 1); }));
+            ASSERT_TRUE(armed(level, [&] {
+                KERNEL(rig::at(level), mult_add_f32)(x.data(), n, 2, 1);
+            }));
             for (std::size_t i = 0; i < n; ++i)
                 ASSERT_EQ(x.get(i), 7.0F) << rig::name(level) << ", n " << n;
         }
 }
 
-/// (1 + 2^-12)^2 is 1 + 2^-11 + 2^-24, a tie that rounds to 1 + 2^-11; the fused sum would be 2^-24.
+/// (1 + 2^-12)^2 is 1 + 2^-11 + 2^-24, a tie that rounds to 1 + 2^-11; the fused sum would be
+/// 2^-24.
 TEST(mult_add_f32, product_is_rounded_before_the_sum)
 {
     for (const Level level : {Level::base, Level::sse, Level::avx}) {

@@ -58,6 +58,20 @@ ElfFile::ElfFile(const std::string& path)
                             sym.st_shndx});
         }
     }
+    for (unsigned i = 0; i < header.e_phnum; ++i) {
+        const auto p = at<Elf64_Phdr>(bytes, header.e_phoff + i * sizeof(Elf64_Phdr));
+        segments.push_back({p.p_type, p.p_flags, p.p_vaddr, p.p_memsz});
+    }
+    for (const Elf64_Shdr& s : raw) {
+        if (s.sh_type != SHT_RELA || header.e_type == ET_REL)
+            continue;
+        for (std::uint64_t o = 0; o < s.sh_size; o += sizeof(Elf64_Rela)) {
+            const auto r = at<Elf64_Rela>(bytes, s.sh_offset + o);
+            const std::size_t index = ELF64_R_SYM(r.r_info);
+            relocations.push_back({r.r_offset, static_cast<std::uint32_t>(ELF64_R_TYPE(r.r_info)),
+                                   index == 0 ? "" : dynamic.at(index - 1).name, r.r_addend});
+        }
+    }
     for (const Elf64_Shdr& s : raw) {
         if (s.sh_type != SHT_DYNAMIC)
             continue;
@@ -73,6 +87,22 @@ ElfFile::ElfFile(const std::string& path)
                 soname = text(bytes, strings + dyn.d_un.d_val);
         }
     }
+}
+
+std::uint64_t ElfFile::tag(std::int64_t wanted) const
+{
+    for (const auto& [tag, value] : dynamic_tags)
+        if (tag == wanted)
+            return value;
+    return 0;
+}
+
+bool ElfFile::has_tag(std::int64_t wanted) const
+{
+    for (const auto& [tag, value] : dynamic_tags)
+        if (tag == wanted)
+            return true;
+    return false;
 }
 
 const ElfSection* ElfFile::section(const std::string& wanted) const

@@ -19,18 +19,36 @@ struct ElfSection {
     std::uint64_t flags, address, offset, size;
 };
 
+struct ElfSegment {
+    std::uint32_t type, flags;
+    std::uint64_t address, size;
+};
+
+/// One relocation: where, of what kind, against which dynamic symbol ("" for none).
+struct ElfRelocation {
+    std::uint64_t offset;
+    std::uint32_t type;
+    std::string symbol;
+    std::int64_t addend;
+};
+
 struct ElfFile {
     explicit ElfFile(const std::string& path);
 
     std::vector<char> bytes;
     std::vector<ElfSection> sections;
-    std::vector<ElfSymbol> symbols; // the static table
-    std::vector<ElfSymbol> dynamic; // the dynamic table
+    std::vector<ElfSegment> segments;
+    std::vector<ElfRelocation> relocations; // of a linked file
+    std::vector<ElfSymbol> symbols;         // the static table
+    std::vector<ElfSymbol> dynamic;         // the dynamic table
     std::vector<std::pair<std::int64_t, std::uint64_t>> dynamic_tags;
     std::vector<std::string> needed; // libraries
     std::string soname;
 
     const ElfSection* section(const std::string& name) const;
+    /// The value of a dynamic tag; 0 if it is absent.
+    std::uint64_t tag(std::int64_t wanted) const;
+    bool has_tag(std::int64_t wanted) const;
 };
 
 } // namespace rig

@@ -177,32 +177,16 @@ void* Library::internal(const char* function_name) const
 
 void Library::intercept(const char* imported, void* replacement)
 {
-    const auto tag = [&](std::int64_t wanted) -> std::uint64_t {
-        for (const auto& [t, value] : file().dynamic_tags)
-            if (t == wanted)
-                return value;
-        return 0;
-    };
     bool found = false;
-    const std::pair<std::int64_t, std::int64_t> tables[] = {{DT_RELA, DT_RELASZ},
-                                                            {DT_JMPREL, DT_PLTRELSZ}};
-    for (const auto& [table_tag, size_tag] : tables) {
-        const auto* first = reinterpret_cast<const Elf64_Rela*>(base_ + tag(table_tag));
-        const std::uint64_t count = tag(size_tag) / sizeof(Elf64_Rela);
-        for (std::uint64_t i = 0; i < count; ++i) {
-            const auto type = ELF64_R_TYPE(first[i].r_info);
-            const auto index = ELF64_R_SYM(first[i].r_info);
-            if ((type != R_X86_64_JUMP_SLOT && type != R_X86_64_GLOB_DAT) || index == 0 ||
-                file().dynamic.at(index - 1).name != imported)
-                continue;
-            auto** slot = reinterpret_cast<void**>(const_cast<char*>(base_) + first[i].r_offset);
-            const std::uintptr_t page =
-                reinterpret_cast<std::uintptr_t>(slot) & ~std::uintptr_t{4095};
-            mprotect(reinterpret_cast<void*>(page), 4096, PROT_READ | PROT_WRITE);
-            intercepted_.try_emplace(slot, *slot);
-            *slot = replacement;
-            found = true;
-        }
+    for (const ElfRelocation& r : file().relocations) {
+        if ((r.type != R_X86_64_JUMP_SLOT && r.type != R_X86_64_GLOB_DAT) || r.symbol != imported)
+            continue;
+        auto** slot = reinterpret_cast<void**>(const_cast<char*>(base_) + r.offset);
+        const std::uintptr_t page = reinterpret_cast<std::uintptr_t>(slot) & ~std::uintptr_t{4095};
+        mprotect(reinterpret_cast<void*>(page), 4096, PROT_READ | PROT_WRITE); // bound at load
+        intercepted_.try_emplace(slot, *slot);
+        *slot = replacement;
+        found = true;
     }
     if (!found)
         throw std::runtime_error(std::string("the library does not import ") + imported);

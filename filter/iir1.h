@@ -1,0 +1,18 @@
+// filter/iir1.h: iir1_f32 and iir1_f64, frames averaged into a state.
+#ifndef LIBSIMD_FILTER_IIR1_H
+#define LIBSIMD_FILTER_IIR1_H
+
+#include "memory/align.h"
+#include "spectrum/arith.h"
+
+iir1_f32_fn iir1_f32_base, iir1_f32_sse, iir1_f32_avx;
+iir1_f64_fn iir1_f64_base, iir1_f64_sse2, iir1_f64_avx;
+
+/// The state y moved by the share a towards x; one element or a block of lanes.
+template <class T>
+SIMD_INLINE T average(T x, T y, T a)
+{
+    return add(mul(sub(x, y), a), y);
+}
+
+#endif

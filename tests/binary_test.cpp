@@ -1,0 +1,175 @@
+// What the shipped file and its objects hold: names, sections, relocations, initialisers.
+#include "rig/elf_file.h"
+#include "rig/library.h"
+
+#include <cstdlib>
+#include <elf.h>
+#include <gtest/gtest.h>
+#include <set>
+#include <sstream>
+
+namespace {
+
+using rig::ElfFile;
+using rig::ElfSymbol;
+
+const ElfFile& file()
+{
+    static const ElfFile elf(rig::shipped());
+    return elf;
+}
+
+const std::set<std::string>& functions()
+{
+    static const std::set<std::string> names = {"fir_c16_alt", "fir_c32_alt", "fir_c64_alt"};
+    return names;
+}
+
+std::set<std::string> all_names()
+{
+    std::set<std::string> names = functions();
+    names.insert(rig::entry_names().begin(), rig::entry_names().end());
+    return names;
+}
+
+std::vector<std::string> objects()
+{
+    std::vector<std::string> paths;
+    const char* given = std::getenv("LIBSIMD_OBJECTS");
+    std::istringstream list(given != nullptr ? given : LIBSIMD_OBJECTS);
+    for (std::string path; std::getline(list, path, ':');)
+        paths.push_back(path);
+    return paths;
+}
+
+} // namespace
+
+TEST(binary, exports_exactly_the_53_names)
+{
+    std::set<std::string> defined;
+    for (const ElfSymbol& s : file().dynamic)
+        if (s.section != SHN_UNDEF) {
+            EXPECT_TRUE(defined.insert(s.name).second) << s.name << " twice";
+            EXPECT_EQ(s.visibility, static_cast<unsigned>(STV_DEFAULT)) << s.name;
+            EXPECT_EQ(s.binding, static_cast<unsigned>(STB_GLOBAL)) << s.name;
+        }
+    EXPECT_EQ(all_names().size(), 53U);
+    EXPECT_EQ(defined, all_names());
+}
+
+TEST(binary, entries_are_one_word_in_bss)
+{
+    const rig::ElfSection* bss = file().section(".bss");
+    ASSERT_NE(bss, nullptr);
+    for (const ElfSymbol& s : file().dynamic) {
+        if (s.section == SHN_UNDEF)
+            continue;
+        if (functions().contains(s.name)) {
+            EXPECT_EQ(s.type, static_cast<unsigned>(STT_FUNC)) << s.name;
+            continue;
+        }
+        EXPECT_EQ(s.type, static_cast<unsigned>(STT_OBJECT)) << s.name;
+        EXPECT_EQ(s.size, 8U) << s.name;
+        EXPECT_EQ(s.value % 8, 0U) << s.name;
+        EXPECT_GE(s.value, bss->address) << s.name;
+        EXPECT_LE(s.value + 8, bss->address + bss->size) << s.name;
+    }
+    EXPECT_EQ(bss->size, 50U * 8) << "the entries are the library's only state";
+}
+
+TEST(binary, every_entry_is_reached_through_the_global_offset_table)
+{
+    std::set<std::string> through_table;
+    for (const rig::ElfRelocation& r : file().relocations)
+        if (r.type == R_X86_64_GLOB_DAT)
+            through_table.insert(r.symbol);
+    for (const std::string& entry : rig::entry_names())
+        EXPECT_TRUE(through_table.contains(entry)) << entry;
+}
+
+TEST(binary, initialiser_array_holds_init_dispatch_alone)
+{
+    EXPECT_EQ(file().tag(DT_INIT_ARRAYSZ), 8U);
+    for (const std::int64_t tag : {DT_INIT, DT_FINI, DT_FINI_ARRAY, DT_PREINIT_ARRAY})
+        EXPECT_FALSE(file().has_tag(tag)) << "dynamic tag " << tag;
+
+    const rig::Library& library = rig::at(rig::Level::base);
+    const void* word = *reinterpret_cast<void* const*>(library.base() + file().tag(DT_INIT_ARRAY));
+    EXPECT_EQ(word, library.internal("init_dispatch"));
+}
+
+TEST(binary, name_and_needed_libraries)
+{
+    EXPECT_EQ(file().soname, "libsimd.so");
+    const std::set<std::string> allowed = {"libc.so.6", "libm.so.6"};
+    EXPECT_FALSE(file().needed.empty());
+    for (const std::string& library : file().needed)
+        EXPECT_TRUE(allowed.contains(library)) << library;
+}
+
+TEST(binary, imports_only_what_the_kernels_call)
+{
+    const std::set<std::string> want = {"memcpy", "strcmp", "log10f", "log10", "expf"};
+    std::set<std::string> imported;
+    for (const ElfSymbol& s : file().dynamic)
+        if (s.section == SHN_UNDEF)
+            imported.insert(s.name.substr(0, s.name.find('@')));
+    EXPECT_EQ(imported, want);
+}
+
+TEST(binary, relocated_and_sealed_at_load)
+{
+    EXPECT_FALSE(file().has_tag(DT_TEXTREL));
+    EXPECT_FALSE(file().has_tag(DT_SYMBOLIC));
+    EXPECT_EQ(file().tag(DT_FLAGS) & (DF_TEXTREL | DF_SYMBOLIC), 0U);
+    EXPECT_NE(file().tag(DT_FLAGS_1) & DF_1_NOW, 0U);
+    bool sealed = false;
+    bool stack = false;
+    for (const rig::ElfSegment& s : file().segments) {
+        sealed |= s.type == PT_GNU_RELRO;
+        if (s.type == PT_GNU_STACK) {
+            stack = true;
+            EXPECT_EQ(s.flags & PF_X, 0U) << "executable stack";
+        }
+        if (s.type == PT_LOAD) {
+            EXPECT_NE(s.flags & (PF_W | PF_X), static_cast<unsigned>(PF_W | PF_X));
+        }
+    }
+    EXPECT_TRUE(sealed);
+    EXPECT_TRUE(stack);
+}
+
+TEST(binary, objects_share_nothing_and_initialise_nothing)
+{
+    const std::vector<std::string> paths = objects();
+    ASSERT_GT(paths.size(), 12U);
+    int variants = 0;
+    for (const std::string& path : paths) {
+        const ElfFile object(path);
+        const bool is_dispatch = path.find("dispatch/dispatch.cpp") != std::string::npos;
+        for (const ElfSymbol& s : object.symbols) {
+            EXPECT_NE(s.binding, static_cast<unsigned>(STB_WEAK)) << path << ": " << s.name;
+            EXPECT_NE(s.binding, static_cast<unsigned>(STB_GNU_UNIQUE)) << path << ": " << s.name;
+            variants += s.section != SHN_UNDEF && s.type == STT_FUNC && s.binding == STB_GLOBAL;
+        }
+        for (const rig::ElfSection& section : object.sections) {
+            EXPECT_FALSE(section.name.starts_with(".ctors")) << path;
+            EXPECT_NE(section.type, static_cast<std::uint32_t>(SHT_GROUP))
+                << path << ": shared section";
+            if (!is_dispatch) {
+                EXPECT_FALSE(section.name.starts_with(".init_array")) << path;
+            }
+        }
+    }
+    EXPECT_GE(variants, 158 + 3);
+}
+
+TEST(host, fixed_address_program_has_copies_of_the_entries)
+{
+    std::set<std::string> copied;
+    for (const rig::ElfRelocation& r : ElfFile(LIBSIMD_FIXED_HOST).relocations)
+        if (r.type == R_X86_64_COPY)
+            copied.insert(r.symbol);
+    for (const std::string& entry : rig::entry_names())
+        EXPECT_TRUE(copied.contains(entry)) << entry;
+}

@@ -1,0 +1,383 @@
+// What the variants' machine code holds, by disassembly: the instruction sets of their level plus
+// what they are known to demand, no more and no less; upper halves cleared on every way out.
+#include "rig/elf_file.h"
+#include "rig/library.h"
+
+#include <Zydis/Zydis.h>
+#include <algorithm>
+#include <cxxabi.h>
+#include <elf.h>
+#include <gtest/gtest.h>
+#include <map>
+#include <memory>
+#include <set>
+
+namespace {
+
+using rig::Level;
+
+struct Instruction {
+    std::uint64_t address;
+    ZydisDecodedInstruction decoded;
+    ZydisDecodedOperand operands[ZYDIS_MAX_OPERAND_COUNT];
+
+    std::uint64_t next() const { return address + decoded.length; }
+    std::string mnemonic() const { return ZydisMnemonicGetString(decoded.mnemonic); }
+    /// Target of a direct jump or call, 0 for none.
+    std::uint64_t target() const
+    {
+        if (operands[0].type != ZYDIS_OPERAND_TYPE_IMMEDIATE || operands[0].imm.is_relative == 0)
+            return 0;
+        return next() + operands[0].imm.value.u;
+    }
+    bool writes_ymm() const
+    {
+        for (int i = 0; i < decoded.operand_count; ++i)
+            if (operands[i].type == ZYDIS_OPERAND_TYPE_REGISTER &&
+                (operands[i].actions & ZYDIS_OPERAND_ACTION_MASK_WRITE) != 0 &&
+                ZydisRegisterGetClass(operands[i].reg.value) == ZYDIS_REGCLASS_YMM)
+                return true;
+        return false;
+    }
+};
+
+struct Function {
+    std::string name;
+    std::uint64_t begin, end;
+    std::vector<Instruction> code;
+};
+
+std::string plain_name(const std::string& symbol)
+{
+    int status = 0;
+    const std::unique_ptr<char, void (*)(void*)> text(
+        abi::__cxa_demangle(symbol.c_str(), nullptr, nullptr, &status), std::free);
+    const std::string whole = status == 0 ? text.get() : symbol;
+    return whole.substr(0, whole.find('('));
+}
+
+class Code {
+public:
+    explicit Code(const std::string& path) : elf_(path)
+    {
+        ZydisDecoderInit(&decoder_, ZYDIS_MACHINE_MODE_LONG_64, ZYDIS_STACK_WIDTH_64);
+        const rig::ElfSection* text = elf_.section(".text");
+        if (text == nullptr)
+            throw std::runtime_error("no code in " + path);
+        for (const rig::ElfSymbol& s : elf_.symbols)
+            if (s.type == STT_FUNC && s.section != SHN_UNDEF && s.size != 0) {
+                Function f{plain_name(s.name), s.value, s.value + s.size, {}};
+                decode(f, *text);
+                functions_.emplace(s.value, std::move(f));
+            }
+    }
+
+    const Function* named(const std::string& name) const
+    {
+        for (const auto& [address, f] : functions_)
+            if (f.name == name)
+                return &f;
+        return nullptr;
+    }
+    /// The function that starts at, or contains, an address.
+    const Function* around(std::uint64_t address) const
+    {
+        auto it = functions_.upper_bound(address);
+        if (it == functions_.begin())
+            return nullptr;
+        --it;
+        return address < it->second.end ? &it->second : nullptr;
+    }
+    const std::map<std::uint64_t, Function>& functions() const { return functions_; }
+
+private:
+    void decode(Function& f, const rig::ElfSection& text) const
+    {
+        for (std::uint64_t at = f.begin; at < f.end;) {
+            Instruction i{};
+            i.address = at;
+            const char* bytes = elf_.bytes.data() + text.offset + (at - text.address);
+            if (!ZYAN_SUCCESS(
+                    ZydisDecoderDecodeFull(&decoder_, bytes, f.end - at, &i.decoded, i.operands)))
+                throw std::runtime_error("cannot decode " + f.name);
+            at = i.next();
+            f.code.push_back(i);
+        }
+    }
+
+    rig::ElfFile elf_;
+    ZydisDecoder decoder_;
+    std::map<std::uint64_t, Function> functions_;
+};
+
+const Code& code()
+{
+    static const Code all(rig::shipped());
+    return all;
+}
+
+/// "fill_f32_avx" is a variant's name; helpers that the compiler left as functions are not.
+const std::map<std::string, Level>& variants()
+{
+    static const std::map<std::string, Level> names = [] {
+        std::map<std::string, Level> list;
+        for (const auto& [entry, levels] : rig::table())
+            for (const Level level : levels)
+                list.emplace(entry + "_" + rig::name(level), level);
+        return list;
+    }();
+    return names;
+}
+
+/// A variant with the local helpers that it calls, but without other variants.
+std::vector<const Function*> body_of(const std::string& variant)
+{
+    std::vector<const Function*> reached;
+    const Function* first = code().named(variant);
+    if (first == nullptr)
+        return reached;
+    reached.push_back(first);
+    for (std::size_t i = 0; i < reached.size(); ++i)
+        for (const Instruction& in : reached[i]->code) {
+            const std::uint64_t target = in.target();
+            const Function* callee = target == 0 ? nullptr : code().around(target);
+            if (callee == nullptr || variants().contains(callee->name) ||
+                std::find(reached.begin(), reached.end(), callee) != reached.end())
+                continue;
+            reached.push_back(callee);
+        }
+    return reached;
+}
+
+/// Instruction sets beyond the plain integer ones.
+std::string set_of(const Instruction& in)
+{
+    switch (in.decoded.meta.isa_set) {
+    case ZYDIS_ISA_SET_SSE:
+    case ZYDIS_ISA_SET_SSEMXCSR:
+    case ZYDIS_ISA_SET_SSE_PREFETCH:
+        return "sse";
+    case ZYDIS_ISA_SET_SSE2:
+    case ZYDIS_ISA_SET_SSE2MMX:
+        return "sse2";
+    case ZYDIS_ISA_SET_SSE3:
+    case ZYDIS_ISA_SET_SSE3X87:
+        return "sse3";
+    case ZYDIS_ISA_SET_SSSE3:
+    case ZYDIS_ISA_SET_SSSE3MMX:
+        return "ssse3";
+    case ZYDIS_ISA_SET_SSE4:
+        return "sse41";
+    case ZYDIS_ISA_SET_AVX:
+        return "avx";
+    case ZYDIS_ISA_SET_AVX2:
+        return "avx2";
+    case ZYDIS_ISA_SET_I86:
+    case ZYDIS_ISA_SET_I186:
+    case ZYDIS_ISA_SET_I386:
+    case ZYDIS_ISA_SET_I486REAL:
+    case ZYDIS_ISA_SET_I486:
+    case ZYDIS_ISA_SET_PENTIUMREAL:
+    case ZYDIS_ISA_SET_PPRO:
+    case ZYDIS_ISA_SET_CMOV:
+    case ZYDIS_ISA_SET_FAT_NOP:
+    case ZYDIS_ISA_SET_LONGMODE:
+        return "";
+    default:
+        return ZydisISASetGetString(in.decoded.meta.isa_set);
+    }
+}
+
+/// Demanded beyond the level, with an instruction of that set that must be there.
+const std::map<std::string, std::map<std::string, std::string>>& demands()
+{
+    static const std::map<std::string, std::map<std::string, std::string>> list = {
+        {"spec_log_f32_base", {{"sse41", "blendvps"}}},
+        {"spec_log_f32_sse2", {{"sse41", "blendvps"}}},
+        {"memcpy_fast_sse2", {{"sse41", "movntdqa"}}},
+        {"unpack_u8_f32_sse2", {{"sse41", "pmovzx"}}},
+        {"unpack_u8_f64_sse2", {{"sse41", "pmovzx"}, {"sse3", "movddup"}}},
+        {"unpack_u16_f64_sse2", {{"sse41", "pmovzx"}, {"sse3", "movddup"}}},
+        {"avg_lvl_f64_sse2", {{"sse41", "pextrq"}, {"sse3", "haddpd"}}},
+        {"avg_f64_sse2", {{"sse3", "haddpd"}}},
+        {"iir1_f64_sse2", {{"sse3", "movddup"}}},
+        {"unpack_s16_f64_sse2", {{"sse3", "movddup"}}},
+        {"unpack_cmb_s16_f64_sse2", {{"sse3", "movddup"}}},
+        {"pack_f64_u8_sse2", {{"sse3", "movddup"}}},
+        {"pack_f64_s16_sse2", {{"sse3", "movddup"}}},
+        {"pack_f64_u16_sse2", {{"sse3", "movddup"}}},
+        {"unpack_alt_s16_f64_sse2", {{"sse3", "movddup"}}},
+        {"avg_abs_s16_ssse3", {{"sse41", "pmovzx"}}},
+    };
+    return list;
+}
+
+std::set<std::string> allowed_sets(const std::string& variant, Level level)
+{
+    std::set<std::string> sets;
+    switch (level) {
+    case Level::base:
+        sets = {"sse", "sse2"};
+        break;
+    case Level::sse:
+        sets = {"sse"};
+        break;
+    case Level::avx2:
+        sets = {"avx", "avx2"};
+        break;
+    case Level::avx:
+        sets = {"avx"};
+        break;
+    default:
+        for (const Level below : rig::all_levels)
+            if (below > Level::base && below <= level)
+                sets.insert(rig::name(below));
+    }
+    if (const auto it = demands().find(variant); it != demands().end())
+        for (const auto& [set, mnemonic] : it->second)
+            sets.insert(set);
+    return sets;
+}
+
+bool has(const std::vector<const Function*>& body, const std::string& mnemonic)
+{
+    for (const Function* f : body)
+        for (const Instruction& in : f->code)
+            if (in.mnemonic().starts_with(mnemonic))
+                return true;
+    return false;
+}
+
+/// What a vectorised loop would show. (subpd with one more addition is how clang++ turns an
+/// unsigned count into a double, so it is not in the list.)
+bool is_packed_arithmetic(const std::string& mnemonic)
+{
+    static const std::set<std::string> list = {"addps", "subps", "mulps", "mulpd",  "divps",
+                                               "divpd", "minps", "minpd", "maxps",  "maxpd",
+                                               "paddd", "paddw", "paddq", "pmaddwd"};
+    return list.contains(mnemonic);
+}
+
+/// Ways out of a function on which the upper halves may be dirty, taking them for dirty at entry.
+std::vector<std::uint64_t> dirty_exits(const Function& f)
+{
+    std::map<std::uint64_t, std::size_t> index;
+    for (std::size_t i = 0; i < f.code.size(); ++i)
+        index[f.code[i].address] = i;
+    std::vector<std::uint64_t> exits;
+    std::vector<char> reached_dirty(f.code.size(), 0);
+    std::vector<char> reached_clean(f.code.size(), 0);
+    std::vector<std::pair<std::size_t, bool>> work = {{0, true}};
+    while (!work.empty()) {
+        auto [i, dirty] = work.back();
+        work.pop_back();
+        auto& seen = dirty ? reached_dirty : reached_clean;
+        if (seen[i] != 0)
+            continue;
+        seen[i] = 1;
+        const Instruction& in = f.code[i];
+        if (in.decoded.mnemonic == ZYDIS_MNEMONIC_VZEROUPPER)
+            dirty = false;
+        else if (in.writes_ymm())
+            dirty = true;
+        const auto category = in.decoded.meta.category;
+        const bool returns = category == ZYDIS_CATEGORY_RET;
+        const bool jumps =
+            category == ZYDIS_CATEGORY_UNCOND_BR || category == ZYDIS_CATEGORY_COND_BR;
+        if (returns || (jumps && !index.contains(in.target()))) { // tail jumps too
+            if (dirty)
+                exits.push_back(in.address);
+        } else if (jumps) {
+            work.emplace_back(index.at(in.target()), dirty);
+        }
+        if (!returns && category != ZYDIS_CATEGORY_UNCOND_BR && i + 1 < f.code.size())
+            work.emplace_back(i + 1, dirty);
+    }
+    return exits;
+}
+
+class Variant : public testing::TestWithParam<std::string> {};
+
+std::vector<std::string> variant_names()
+{
+    std::vector<std::string> names;
+    for (const auto& [name, level] : variants())
+        names.push_back(name);
+    return names;
+}
+
+} // namespace
+
+TEST_P(Variant, uses_its_level_and_its_demands_only)
+{
+    const auto body = body_of(GetParam());
+    ASSERT_FALSE(body.empty()) << "not in the library";
+    const auto allowed = allowed_sets(GetParam(), variants().at(GetParam()));
+    for (const Function* f : body) {
+        if (f->name == "exp_f32x4") // SSE2 code that the AVX2 variant calls for short chunks
+            continue;
+        for (const Instruction& in : f->code)
+            if (const std::string set = set_of(in); !set.empty()) {
+                ASSERT_TRUE(allowed.contains(set))
+                    << f->name << ": " << in.mnemonic() << " is " << set;
+            }
+    }
+}
+
+TEST_P(Variant, executes_what_it_demands)
+{
+    const auto body = body_of(GetParam());
+    ASSERT_FALSE(body.empty()) << "not in the library";
+    if (const auto it = demands().find(GetParam()); it != demands().end()) {
+        for (const auto& [set, mnemonic] : it->second)
+            EXPECT_TRUE(has(body, mnemonic)) << "no " << mnemonic;
+    }
+    if (GetParam() == "avg_abs_s16_ssse3") {
+        EXPECT_TRUE(has(body, "pextrd"));
+    }
+}
+
+TEST_P(Variant, leaves_clear_upper_halves)
+{
+    const Level level = variants().at(GetParam());
+    const Function* f = code().named(GetParam());
+    ASSERT_NE(f, nullptr) << "not in the library";
+    if (level == Level::avx || level == Level::avx2) {
+        for (const std::uint64_t address : dirty_exits(*f))
+            ADD_FAILURE() << "dirty exit at " << std::hex << address;
+    } else {
+        for (const Instruction& in : f->code)
+            EXPECT_FALSE(in.writes_ymm()) << std::hex << in.address;
+    }
+}
+
+TEST_P(Variant, baseline_is_scalar)
+{
+    if (variants().at(GetParam()) != Level::base)
+        return;
+    for (const Function* f : body_of(GetParam()))
+        for (const Instruction& in : f->code)
+            EXPECT_FALSE(is_packed_arithmetic(in.mnemonic())) << f->name << ": " << in.mnemonic();
+}
+
+INSTANTIATE_TEST_SUITE_P(code, Variant, testing::ValuesIn(variant_names()),
+                         [](const auto& variant) { return variant.param; });
+
+TEST(code, nothing_outside_the_variants_reaches_above_sse2)
+{
+    std::set<const Function*> of_variants;
+    for (const auto& [name, level] : variants())
+        for (const Function* f : body_of(name))
+            of_variants.insert(f);
+    int others = 0;
+    for (const auto& [address, f] : code().functions()) {
+        if (of_variants.contains(&f))
+            continue;
+        ++others;
+        for (const Instruction& in : f.code)
+            if (const std::string set = set_of(in); !set.empty()) {
+                EXPECT_TRUE(set == "sse" || set == "sse2") << f.name << ": " << in.mnemonic();
+            }
+    }
+    EXPECT_GE(others, 4) << "init_dispatch, cpuid and the three plain functions were not seen";
+}

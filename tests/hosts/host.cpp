@@ -1,0 +1,2 @@
+// tests/hosts/host.cpp: the C host's text, as C++.
+#include "host.c" // NOLINT

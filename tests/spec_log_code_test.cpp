@@ -1,0 +1,155 @@
+// tests/spec_log_code_test.cpp: what no result of spec_log_f32 shows: the steps of the block path
+// that have no effect but are kept, and its constants as rows of eight copies.
+#include "rig/elf_file.h"
+#include "rig/library.h"
+
+#include <Zydis/Zydis.h>
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <elf.h>
+#include <gtest/gtest.h>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+const rig::ElfFile& file()
+{
+    static const rig::ElfFile elf(rig::shipped());
+    return elf;
+}
+
+/// The bytes at an address of the image, if a section of the file holds all of them.
+const char* bytes_at(std::uint64_t address, std::uint64_t count)
+{
+    for (const rig::ElfSection& s : file().sections)
+        if (s.type == SHT_PROGBITS && s.address != 0 && s.address <= address &&
+            address + count <= s.address + s.size)
+            return file().bytes.data() + s.offset + (address - s.address);
+    return nullptr;
+}
+
+/// A variant's code, reduced to what is asked here.
+struct Code {
+    struct Step {
+        std::string name;        // without the v of its wide form
+        std::uint64_t predicate; // of a comparison
+    };
+    std::vector<Step> steps;
+    std::set<std::uint64_t> addresses; // named relative to the instruction
+
+    long count(const std::string& name) const
+    {
+        return std::count_if(steps.begin(), steps.end(),
+                             [&](const Step& s) { return s.name == name; });
+    }
+    long compares(std::uint64_t predicate) const
+    {
+        return std::count_if(steps.begin(), steps.end(), [&](const Step& s) {
+            return s.name == "cmpps" && s.predicate % 16 == predicate;
+        });
+    }
+};
+
+Code code_of(const std::string& variant)
+{
+    ZydisDecoder decoder;
+    ZydisDecoderInit(&decoder, ZYDIS_MACHINE_MODE_LONG_64, ZYDIS_STACK_WIDTH_64);
+    Code code;
+    for (const rig::ElfSymbol& s : file().symbols) {
+        // "_Z17spec_log_f32_sse2PKfmPff"
+        const std::string length_and_name = std::to_string(variant.size()) + variant;
+        if (s.type != STT_FUNC || s.size == 0 ||
+            s.name.find(length_and_name + "P") == std::string::npos)
+            continue;
+        const char* bytes = bytes_at(s.value, s.size);
+        if (bytes == nullptr)
+            throw std::runtime_error("no bytes of " + variant);
+        for (std::uint64_t at = 0; at < s.size;) {
+            ZydisDecodedInstruction in;
+            ZydisDecodedOperand operands[ZYDIS_MAX_OPERAND_COUNT];
+            if (!ZYAN_SUCCESS(
+                    ZydisDecoderDecodeFull(&decoder, bytes + at, s.size - at, &in, operands)))
+                throw std::runtime_error("cannot decode " + variant);
+            std::string name = ZydisMnemonicGetString(in.mnemonic);
+            if (name.starts_with('v'))
+                name.erase(0, 1);
+            std::uint64_t predicate = 0;
+            for (int i = 0; i < in.operand_count; ++i) {
+                if (operands[i].type == ZYDIS_OPERAND_TYPE_IMMEDIATE)
+                    predicate = operands[i].imm.value.u;
+                if (operands[i].type == ZYDIS_OPERAND_TYPE_MEMORY &&
+                    operands[i].mem.base == ZYDIS_REGISTER_RIP)
+                    code.addresses.insert(s.value + at + in.length +
+                                          static_cast<std::uint64_t>(operands[i].mem.disp.value));
+            }
+            code.steps.push_back({name, predicate});
+            at += in.length;
+        }
+        return code;
+    }
+    throw std::runtime_error("not in the library: " + variant);
+}
+
+constexpr std::uint64_t less = 1;
+constexpr std::uint64_t less_or_equal = 2;
+
+class BlockPath : public testing::TestWithParam<std::string> {
+protected:
+    const Code code = code_of(GetParam());
+    /// The quotients count the copies of the block's code.
+    const long copies = code.count("divps");
+};
+
+TEST_P(BlockPath, divides)
+{
+    EXPECT_GE(copies, 1);
+    EXPECT_EQ(code.count("rcpps"), 0);
+    EXPECT_GE(code.count("mulps"), 14 * copies) << "the block was not seen";
+}
+
+TEST_P(BlockPath, clamps_twice) { EXPECT_GE(code.count("maxps"), 2 * copies); }
+
+/// The guard of the logarithm: a comparison with zero, and its mask over the result.
+TEST_P(BlockPath, guards_its_argument)
+{
+    EXPECT_EQ(code.compares(less_or_equal), copies);
+    EXPECT_EQ(code.compares(less), copies);
+    EXPECT_EQ(code.count("orps") + code.count("por"), 2 * copies);
+}
+
+INSTANTIATE_TEST_SUITE_P(spec_log_code, BlockPath,
+                         testing::Values("spec_log_f32_sse2", "spec_log_f32_avx2"),
+                         [](const auto& variant) { return variant.param; });
+
+/// The baseline and the SSE2 variant take the blend of SSE4.1; the AVX2 variant has a wide one.
+TEST(spec_log_code, base_and_sse2_blend)
+{
+    EXPECT_GE(code_of("spec_log_f32_base").count("blendvps"), 1);
+    EXPECT_GE(code_of("spec_log_f32_sse2").count("blendvps"), 1);
+}
+
+/// Each constant lies in the library eight times in a row, on 32 bytes, and both block paths name
+/// that row.
+TEST_P(BlockPath, constants_are_rows_of_eight)
+{
+    constexpr std::uint32_t constants[] = {
+        0x00800000, 0xFFFFFF81, 0x807FFFFF, 0x3F000000, 0x3F3504F3, 0xBF800000, 0x3F800000,
+        0x3D9021BB, 0xBDEBD1B8, 0x3DEF251A, 0xBDFE5D4F, 0x3E11E9BF, 0xBE2AAE50, 0x3E4CCEAC,
+        0xBE7FFFFC, 0x3EAAAAAA, 0xB95E8083, 0x3F318000, 0x40135D8E, 0x41200000};
+    for (const std::uint32_t constant : constants) {
+        std::uint32_t row[8];
+        std::fill(std::begin(row), std::end(row), constant);
+        int rows = 0;
+        for (const std::uint64_t address : code.addresses) {
+            const char* bytes = address % 32 == 0 ? bytes_at(address, sizeof row) : nullptr;
+            rows += bytes != nullptr && std::memcmp(bytes, row, sizeof row) == 0;
+        }
+        EXPECT_GE(rows, 1) << "no row of " << std::hex << constant;
+    }
+}
+
+} // namespace
