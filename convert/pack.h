@@ -64,7 +64,7 @@ SIMD_INLINE T code_range()
     return sizeof(U) == 1 ? T(255) : T(65535);
 }
 
-/// The compiler may not move a store of codes before the stores of step and mid.
+/// No store of codes may be moved before the stores of step and mid.
 SIMD_INLINE void stored_first() { asm volatile("" : : : "memory"); }
 
 /// Opens a call whose code 0 is the minimum; minmax puts that where the caller wants it.

@@ -100,7 +100,12 @@ SIMD_INLINE Widened widen_u16(__m128i words)
 /// Signed codes: a negative word's upper half is all ones.
 SIMD_INLINE Widened widen_s16(__m128i words)
 {
-    const __m128i signs = _mm_cmpgt_epi16(_mm_setzero_si128(), words);
+    __m128i signs = _mm_setzero_si128();
+#ifdef __AVX__
+    asm("vpcmpgtw %1, %0, %0" : "+x"(signs) : "x"(words));
+#else
+    asm("pcmpgtw %1, %0" : "+x"(signs) : "x"(words));
+#endif
     return {_mm_unpacklo_epi16(words, signs), _mm_unpackhi_epi16(words, signs)};
 }
 

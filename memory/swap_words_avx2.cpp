@@ -15,8 +15,8 @@ SIMD_INLINE void swap_block(const std::uint32_t* src, std::uint32_t* dst, __m256
 } // namespace
 
 // head    single elements until src is 32-byte aligned; no end test: src is 4-byte aligned
-// blocks  8 elements, two at a time; the stores are aligned, so dst must lie in its block as src
-// does tail    single elements, every other position
+// blocks  8 elements, two at a time; the stores are aligned, so dst must lie as src does
+// tail    single elements, every other position
 void swap_words_u32_avx2(const uint32_t* src, size_t n, uint32_t* dst)
 {
     if (n <= 15) {

@@ -8,7 +8,10 @@
 #include "memory/align.h"
 #include "spectrum/arith.h"
 
-// For u8 and s16 as well: a running int costs less than one that is cut to its type at each step.
+SIMD_INLINE std::int16_t minsel(std::int16_t a, std::int16_t b) { return a < b ? a : b; }
+SIMD_INLINE std::int16_t maxsel(std::int16_t a, std::int16_t b) { return a > b ? a : b; }
+
+// For bytes: a running int costs less than one that is cut to a byte at each step.
 SIMD_INLINE int minsel(int a, int b) { return a < b ? a : b; }
 SIMD_INLINE int maxsel(int a, int b) { return a > b ? a : b; }
 
@@ -22,6 +25,7 @@ struct Min {
     {
         return minsel(a, b);
     }
+    SIMD_INLINE int of(int a, int b) { return minsel(a, b); }
 #ifdef __SSE2__
     SIMD_INLINE __m128i u8(__m128i a, __m128i b) { return _mm_min_epu8(a, b); }
     SIMD_INLINE __m128i s16(__m128i a, __m128i b) { return _mm_min_epi16(a, b); }
@@ -38,6 +42,7 @@ struct Max {
     {
         return maxsel(a, b);
     }
+    SIMD_INLINE int of(int a, int b) { return maxsel(a, b); }
 #ifdef __SSE2__
     SIMD_INLINE __m128i u8(__m128i a, __m128i b) { return _mm_max_epu8(a, b); }
     SIMD_INLINE __m128i s16(__m128i a, __m128i b) { return _mm_max_epi16(a, b); }

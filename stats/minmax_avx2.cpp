@@ -13,7 +13,7 @@ SIMD_INLINE std::uint8_t extreme_u8(const std::uint8_t* p, std::size_t n)
 {
     int h = *p;
     for (; !aligned<32>(p); --n)
-        h = Sel::of(int{*p++}, h);
+        h = Sel::of(*p++, h);
 
     const std::uint8_t* const rest = p + n / 32 * 32;
     __m256i v = Aligned::load256i(p);
@@ -23,7 +23,7 @@ SIMD_INLINE std::uint8_t extreme_u8(const std::uint8_t* p, std::size_t n)
     int r = fold_u8<Sel>(Sel::u8(low(v), high(v)));
     _mm256_zeroupper();
     for (n %= 32; n != 0; --n)
-        r = Sel::of(int{*p++}, r);
+        r = Sel::of(*p++, r);
     return static_cast<std::uint8_t>(Sel::of(r, h));
 }
 
@@ -31,20 +31,20 @@ SIMD_INLINE std::uint8_t extreme_u8(const std::uint8_t* p, std::size_t n)
 template <class Sel>
 SIMD_INLINE std::int16_t extreme_s16(const std::int16_t* p, std::size_t n)
 {
-    int h = *p;
+    std::int16_t h = *p;
     for (; !aligned<32>(p); --n)
-        h = Sel::of(int{*p++}, h);
+        h = Sel::of(*p++, h);
 
     const std::int16_t* const rest = p + n / 16 * 16;
     __m256i v = Aligned::load256i(p);
     for (p += 16; p != rest; p += 16)
         v = Sel::s16(v, Aligned::load256i(p));
 
-    int r = fold_s16<Sel>(Sel::s16(low(v), high(v)));
+    std::int16_t r = fold_s16<Sel>(Sel::s16(low(v), high(v)));
     _mm256_zeroupper();
     for (n %= 16; n != 0; --n)
-        r = Sel::of(int{*p++}, r);
-    return static_cast<std::int16_t>(Sel::of(r, h));
+        r = Sel::of(*p++, r);
+    return Sel::of(r, h);
 }
 
 } // namespace
@@ -96,8 +96,8 @@ void minmax_s16_avx2(const int16_t* p, size_t n, int16_t* min, int16_t* max)
         return minmax_s16_base(p, n, min, max);
     }
 
-    int hmin = *p;
-    int hmax = *p;
+    std::int16_t hmin = *p;
+    std::int16_t hmax = *p;
     for (; !aligned<32>(p); --n, ++p) {
         hmin = minsel(*p, hmin);
         hmax = maxsel(*p, hmax);
@@ -111,8 +111,8 @@ void minmax_s16_avx2(const int16_t* p, size_t n, int16_t* min, int16_t* max)
         vmin = Min::s16(vmin, v);
         vmax = Max::s16(vmax, v);
     }
-    *min = static_cast<std::int16_t>(minsel(fold_s16<Min>(Min::s16(low(vmin), high(vmin))), hmin));
-    *max = static_cast<std::int16_t>(maxsel(fold_s16<Max>(Max::s16(low(vmax), high(vmax))), hmax));
+    *min = minsel(fold_s16<Min>(Min::s16(low(vmin), high(vmin))), hmin);
+    *max = maxsel(fold_s16<Max>(Max::s16(low(vmax), high(vmax))), hmax);
     _mm256_zeroupper();
 
     for (n %= 16; n != 0; --n)

@@ -13,7 +13,7 @@ SIMD_INLINE std::uint8_t extreme_u8(const std::uint8_t* p, std::size_t n)
 {
     int h = *p;
     for (; !aligned<16>(p); --n)
-        h = Sel::of(int{*p++}, h);
+        h = Sel::of(*p++, h);
 
     const std::uint8_t* const rest = p + n / 16 * 16;
     __m128i v = Aligned::load128i(p);
@@ -22,7 +22,7 @@ SIMD_INLINE std::uint8_t extreme_u8(const std::uint8_t* p, std::size_t n)
 
     int r = fold_u8<Sel>(v);
     for (n %= 16; n != 0; --n)
-        r = Sel::of(int{*p++}, r);
+        r = Sel::of(*p++, r);
     return static_cast<std::uint8_t>(Sel::of(r, h));
 }
 
@@ -30,19 +30,19 @@ SIMD_INLINE std::uint8_t extreme_u8(const std::uint8_t* p, std::size_t n)
 template <class Sel>
 SIMD_INLINE std::int16_t extreme_s16(const std::int16_t* p, std::size_t n)
 {
-    int h = *p;
+    std::int16_t h = *p;
     for (; !aligned<16>(p); --n)
-        h = Sel::of(int{*p++}, h);
+        h = Sel::of(*p++, h);
 
     const std::int16_t* const rest = p + n / 8 * 8;
     __m128i v = Aligned::load128i(p);
     for (p += 8; p != rest; p += 8)
         v = Sel::s16(v, Aligned::load128i(p));
 
-    int r = fold_s16<Sel>(v);
+    std::int16_t r = fold_s16<Sel>(v);
     for (n %= 8; n != 0; --n)
-        r = Sel::of(int{*p++}, r);
-    return static_cast<std::int16_t>(Sel::of(r, h));
+        r = Sel::of(*p++, r);
+    return Sel::of(r, h);
 }
 
 // head    up to one element, into h
@@ -111,8 +111,8 @@ void minmax_s16_sse2(const int16_t* p, size_t n, int16_t* min, int16_t* max)
     if (n <= 15 || min == nullptr || max == nullptr) // the baseline makes the null tests too
         return minmax_s16_base(p, n, min, max);
 
-    int hmin = *p;
-    int hmax = *p;
+    std::int16_t hmin = *p;
+    std::int16_t hmax = *p;
     for (; !aligned<16>(p); --n, ++p) {
         hmin = minsel(*p, hmin);
         hmax = maxsel(*p, hmax);
@@ -126,8 +126,8 @@ void minmax_s16_sse2(const int16_t* p, size_t n, int16_t* min, int16_t* max)
         vmin = Min::s16(vmin, v);
         vmax = Max::s16(vmax, v);
     }
-    *min = static_cast<std::int16_t>(minsel(fold_s16<Min>(vmin), hmin));
-    *max = static_cast<std::int16_t>(maxsel(fold_s16<Max>(vmax), hmax));
+    *min = minsel(fold_s16<Min>(vmin), hmin);
+    *max = maxsel(fold_s16<Max>(vmax), hmax);
 
     for (n %= 8; n != 0; --n)
         widen_range(*p++, min, max);

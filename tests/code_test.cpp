@@ -5,11 +5,9 @@
 
 #include <Zydis/Zydis.h>
 #include <algorithm>
-#include <cxxabi.h>
 #include <elf.h>
 #include <gtest/gtest.h>
 #include <map>
-#include <memory>
 #include <set>
 
 namespace {
@@ -47,15 +45,6 @@ struct Function {
     std::vector<Instruction> code;
 };
 
-std::string plain_name(const std::string& symbol)
-{
-    int status = 0;
-    const std::unique_ptr<char, void (*)(void*)> text(
-        abi::__cxa_demangle(symbol.c_str(), nullptr, nullptr, &status), std::free);
-    const std::string whole = status == 0 ? text.get() : symbol;
-    return whole.substr(0, whole.find('('));
-}
-
 class Code {
 public:
     explicit Code(const std::string& path) : elf_(path)
@@ -66,7 +55,7 @@ public:
             throw std::runtime_error("no code in " + path);
         for (const rig::ElfSymbol& s : elf_.symbols)
             if (s.type == STT_FUNC && s.section != SHN_UNDEF && s.size != 0) {
-                Function f{plain_name(s.name), s.value, s.value + s.size, {}};
+                Function f{rig::unmangled(s.name), s.value, s.value + s.size, {}};
                 decode(f, *text);
                 functions_.emplace(s.value, std::move(f));
             }

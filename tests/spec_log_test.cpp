@@ -389,6 +389,23 @@ TEST(spec_log_f32, blocks_around_one)
     blocks_of(values, 0.0F);
 }
 
+/// Powers at which one unit in the last place of a coefficient, or of the square root of one half,
+/// shows in the result: two for each side of p0 to p8, then of q1, then the root. Found by search;
+/// for p0 there are twelve in [0.25, 4).
+TEST(spec_log_f32, blocks_last_bits_of_the_coefficients)
+{
+    std::vector<float> values;
+    for (const std::uint32_t bits :
+         {0x3EB311F2U, 0x3F2E18E1U, 0x3F2B4397U, 0x3F2D384EU, 0x3EADDE1DU, 0x3EAF2F63U, 0x3EA49903U,
+          0x3EAFE39BU, 0x3EB19D43U, 0x3EA883BDU, 0x3EAE42BAU, 0x3EA77EFCU, 0x3EA36622U, 0x3EAB060AU,
+          0x3E9F9052U, 0x3EA02F34U, 0x3E95E713U, 0x3E9F654DU, 0x3E98B741U, 0x3E99571CU, 0x3E9A372BU,
+          0x3E9B6C5AU, 0x3E97053EU, 0x3E9831C7U, 0x3E8F69F9U, 0x3E8FBEB8U, 0x3E8988E6U, 0x3E89F7EBU,
+          0x3E8C9904U, 0x3E8D8F3AU, 0x3E82C990U, 0x3E82D7E6U, 0x3E84C488U, 0x3E863396U, 0x3E800BABU,
+          0x3E8033F3U, 0x3E801978U, 0x3E801E15U, 0x3F3504F2U, 0x3FB504F2U})
+        values.push_back(model::from_bits<float>(bits));
+    blocks_of(values, 0.0F);
+}
+
 /// That the numbers are decibels at all, whatever the bits: within 4e-6 of 10 log10(x), or of 1.
 TEST(spec_log_f32, blocks_are_decibels)
 {

@@ -23,19 +23,6 @@ const ElfFile& file()
     return elf;
 }
 
-/// "fill_f32_avx" from "_Z12fill_f32_avxPfmf".
-std::string unmangled(const std::string& symbol)
-{
-    int status = 0;
-    const std::unique_ptr<char, void (*)(void*)> text(
-        abi::__cxa_demangle(symbol.c_str(), nullptr, nullptr, &status), std::free);
-    const std::string whole = status == 0 ? text.get() : symbol;
-    const std::string plain = whole.substr(0, whole.find('('));
-    constexpr std::string_view unnamed = "::";
-    const std::size_t at = plain.rfind(unnamed);
-    return at == std::string::npos ? plain : plain.substr(at + unnamed.size());
-}
-
 constexpr unsigned char cpuid_bytes[2] = {0x0f, 0xa2};
 constexpr unsigned char ud2_bytes[2] = {0x0f, 0x0b};
 
@@ -51,6 +38,18 @@ int patched_copy()
 }
 
 } // namespace
+
+std::string unmangled(const std::string& symbol)
+{
+    int status = 0;
+    const std::unique_ptr<char, void (*)(void*)> text(
+        abi::__cxa_demangle(symbol.c_str(), nullptr, nullptr, &status), std::free);
+    std::string whole = status == 0 ? text.get() : symbol;
+    constexpr std::string_view unnamed = "(anonymous namespace)::";
+    if (whole.starts_with(unnamed))
+        whole.erase(0, unnamed.size());
+    return whole.substr(0, whole.find('('));
+}
 
 const char* name(Level level)
 {

@@ -104,6 +104,8 @@ private:
 /// The shared copy for a level; entries and imports are as loaded unless a test changed them.
 Library& at(Level level);
 
+/// "fill_f32_avx" from "_Z12fill_f32_avxPfmf".
+std::string unmangled(const std::string& symbol);
 /// Path of the library under test: LIBSIMD_LIBRARY, or the one built beside the tests.
 std::string shipped();
 /// File offsets of the bytes 0f a2 in the library's code.
