@@ -103,8 +103,8 @@ void volk(benchmark::State& run)
     std::vector<lv_32fc_t> out(samples);
     for (auto _ : run) {
         for (std::size_t k = 0; k < samples; ++k)
-            volk_32fc_32f_dot_prod_32fc(&out[k], x + k, taps.data(),
-                                        static_cast<unsigned>(taps.size()));
+            volk_32fc_32f_dot_prod_32fc_u(&out[k], x + k, taps.data(),
+                                          static_cast<unsigned>(taps.size()));
         benchmark::ClobberMemory();
     }
     run.SetItemsProcessed(run.iterations() * static_cast<std::int64_t>(samples));

@@ -4,6 +4,7 @@
 #include "libsimd.h"
 
 /// Every kernel in the header's order: BENCH_KERNELS(X) expands X(name) for each.
+// clang-format off
 #define BENCH_KERNELS(X)                                                                           \
     X(fill_f32)                                                                                    \
     X(memcpy_fast)                                                                                 \
@@ -17,6 +18,7 @@
                                 X(fft_abs_f32) X(fft_abs_f64) X(spec_log_f32) X(spec_log_f64)      \
                                     X(fir_step_c32) X(fir_step_c64) X(iir1_f32) X(iir1_f64)        \
                                         X(vfilter_f32) X(vfilter_f64) X(vfilter2_chunk)
+// clang-format on
 
 /// One plain loop per kernel, compiled at -O3 for one instruction set.
 struct PlainLoops {

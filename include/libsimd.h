@@ -114,8 +114,8 @@ extern "C" {
  * @param n      elements
  * @param value  stored n times
  */
-typedef void fill_f32_fn(float *dst, size_t n, float value);
-LIBSIMD_API extern fill_f32_fn *fill_f32;
+typedef void fill_f32_fn(float* dst, size_t n, float value);
+LIBSIMD_API extern fill_f32_fn* fill_f32;
 
 /**
  * Copies n bytes past the caches. Baseline, SSE2, AVX2. For large blocks that are not read soon.
@@ -130,8 +130,8 @@ LIBSIMD_API extern fill_f32_fn *fill_f32;
  * @param src  n bytes; any alignment; must not overlap dst
  * @param n    bytes
  */
-typedef void memcpy_fast_fn(void *dst, const void *src, size_t n);
-LIBSIMD_API extern memcpy_fast_fn *memcpy_fast;
+typedef void memcpy_fast_fn(void* dst, const void* src, size_t n);
+LIBSIMD_API extern memcpy_fast_fn* memcpy_fast;
 
 /**
  * Exchanges the 16-bit halves of each word: dst[i] = src[i] << 16 | src[i] >> 16.
@@ -154,8 +154,8 @@ LIBSIMD_API extern memcpy_fast_fn *memcpy_fast;
  * @param dst  n words, written; above t at the same offset as src within 16 bytes (32 at AVX2), or
  *             the aligned stores fault
  */
-typedef void swap_words_u32_fn(const uint32_t *src, size_t n, uint32_t *dst);
-LIBSIMD_API extern swap_words_u32_fn *swap_words_u32;
+typedef void swap_words_u32_fn(const uint32_t* src, size_t n, uint32_t* dst);
+LIBSIMD_API extern swap_words_u32_fn* swap_words_u32;
 
 /* ==== convert: floating point to integers and back, two-channel layouts ====================== */
 
@@ -220,8 +220,8 @@ LIBSIMD_API extern swap_words_u32_fn *swap_words_u32;
  * @param step  out: the quantisation step
  * @param min   out: the offset, the sample value of code 0
  */
-typedef void pack_f32_u8_fn(const float *src, size_t n, uint8_t *dst, float *step, float *min);
-LIBSIMD_API extern pack_f32_u8_fn *pack_f32_u8;
+typedef void pack_f32_u8_fn(const float* src, size_t n, uint8_t* dst, float* step, float* min);
+LIBSIMD_API extern pack_f32_u8_fn* pack_f32_u8;
 
 /**
  * As pack_f32_u8, to signed 16 bits around the centre: x = q * step + mid.
@@ -233,16 +233,16 @@ LIBSIMD_API extern pack_f32_u8_fn *pack_f32_u8;
  * @param step  out: the quantisation step
  * @param mid   out: the centre, the sample value of code 0
  */
-typedef void pack_f32_s16_fn(const float *src, size_t n, int16_t *dst, float *step, float *mid);
-LIBSIMD_API extern pack_f32_s16_fn *pack_f32_s16;
+typedef void pack_f32_s16_fn(const float* src, size_t n, int16_t* dst, float* step, float* mid);
+LIBSIMD_API extern pack_f32_s16_fn* pack_f32_s16;
 
 /** As pack_f32_u8, from double. Baseline, SSE2, AVX. */
-typedef void pack_f64_u8_fn(const double *src, size_t n, uint8_t *dst, double *step, double *min);
-LIBSIMD_API extern pack_f64_u8_fn *pack_f64_u8;
+typedef void pack_f64_u8_fn(const double* src, size_t n, uint8_t* dst, double* step, double* min);
+LIBSIMD_API extern pack_f64_u8_fn* pack_f64_u8;
 
 /** As pack_f32_s16, from double. Baseline, SSE2, AVX. */
-typedef void pack_f64_s16_fn(const double *src, size_t n, int16_t *dst, double *step, double *mid);
-LIBSIMD_API extern pack_f64_s16_fn *pack_f64_s16;
+typedef void pack_f64_s16_fn(const double* src, size_t n, int16_t* dst, double* step, double* mid);
+LIBSIMD_API extern pack_f64_s16_fn* pack_f64_s16;
 
 /**
  * As pack_f32_u8, from double to unsigned 16 bits (K = 65535). Baseline, SSE2, SSSE3, SSE4.1, AVX.
@@ -250,8 +250,8 @@ LIBSIMD_API extern pack_f64_s16_fn *pack_f64_s16;
  * SSE2 and SSSE3 keep the low 16 bits of a block's codes, SSE4.1 and AVX clamp them; with finite
  * samples and a range that is not degenerate, both store the same.
  */
-typedef void pack_f64_u16_fn(const double *src, size_t n, uint16_t *dst, double *step, double *min);
-LIBSIMD_API extern pack_f64_u16_fn *pack_f64_u16;
+typedef void pack_f64_u16_fn(const double* src, size_t n, uint16_t* dst, double* step, double* min);
+LIBSIMD_API extern pack_f64_u16_fn* pack_f64_u16;
 
 /**
  * Restores floats from 8-bit codes: dst[i] = src[i] * step + offset. The inverse of pack_f32_u8.
@@ -289,31 +289,31 @@ LIBSIMD_API extern pack_f64_u16_fn *pack_f64_u16;
  * @param step    multiplier, as handed out by the pack kernel
  * @param offset  added to the product, as handed out by the pack kernel (min or mid)
  */
-typedef void unpack_u8_f32_fn(const uint8_t *src, size_t n, float *dst, float step, float offset);
-LIBSIMD_API extern unpack_u8_f32_fn *unpack_u8_f32;
+typedef void unpack_u8_f32_fn(const uint8_t* src, size_t n, float* dst, float step, float offset);
+LIBSIMD_API extern unpack_u8_f32_fn* unpack_u8_f32;
 
 /**
  * As unpack_u8_f32, from signed 16 bits. SSE2, AVX, AVX2; no baseline.
  *
  * The entry is null where the processor reports none of the three: test it before the first call.
  */
-typedef void unpack_s16_f32_fn(const int16_t *src, size_t n, float *dst, float step, float offset);
-LIBSIMD_API extern unpack_s16_f32_fn *unpack_s16_f32;
+typedef void unpack_s16_f32_fn(const int16_t* src, size_t n, float* dst, float step, float offset);
+LIBSIMD_API extern unpack_s16_f32_fn* unpack_s16_f32;
 
 /** As unpack_u8_f32, to double. Baseline, SSE2, AVX. */
-typedef void unpack_u8_f64_fn(const uint8_t *src, size_t n, double *dst, double step,
+typedef void unpack_u8_f64_fn(const uint8_t* src, size_t n, double* dst, double step,
                               double offset);
-LIBSIMD_API extern unpack_u8_f64_fn *unpack_u8_f64;
+LIBSIMD_API extern unpack_u8_f64_fn* unpack_u8_f64;
 
 /** As unpack_u8_f32, from signed 16 bits to double. Baseline, SSE2, AVX. */
-typedef void unpack_s16_f64_fn(const int16_t *src, size_t n, double *dst, double step,
+typedef void unpack_s16_f64_fn(const int16_t* src, size_t n, double* dst, double step,
                                double offset);
-LIBSIMD_API extern unpack_s16_f64_fn *unpack_s16_f64;
+LIBSIMD_API extern unpack_s16_f64_fn* unpack_s16_f64;
 
 /** As unpack_u8_f32, from unsigned 16 bits to double. Baseline, SSE2, AVX. */
-typedef void unpack_u16_f64_fn(const uint16_t *src, size_t n, double *dst, double step,
+typedef void unpack_u16_f64_fn(const uint16_t* src, size_t n, double* dst, double step,
                                double offset);
-LIBSIMD_API extern unpack_u16_f64_fn *unpack_u16_f64;
+LIBSIMD_API extern unpack_u16_f64_fn* unpack_u16_f64;
 
 /**
  * Splits interleaved 16-bit pairs into two double arrays. Baseline, SSE2, SSSE3, AVX.
@@ -339,9 +339,9 @@ LIBSIMD_API extern unpack_u16_f64_fn *unpack_u16_f64;
  * @param scale   multiplier
  * @param offset  added to the product
  */
-typedef void unpack_alt_s16_f64_fn(const int16_t *src, size_t n, double *dst0, double *dst1,
+typedef void unpack_alt_s16_f64_fn(const int16_t* src, size_t n, double* dst0, double* dst1,
                                    double scale, double offset);
-LIBSIMD_API extern unpack_alt_s16_f64_fn *unpack_alt_s16_f64;
+LIBSIMD_API extern unpack_alt_s16_f64_fn* unpack_alt_s16_f64;
 
 /**
  * Combines two 16-bit channels into one interleaved double array. Baseline, SSE2, AVX.
@@ -365,9 +365,9 @@ LIBSIMD_API extern unpack_alt_s16_f64_fn *unpack_alt_s16_f64;
  * @param scale   multiplier
  * @param offset  added to the product
  */
-typedef void unpack_cmb_s16_f64_fn(const int16_t *src0, const int16_t *src1, size_t n, double *dst,
+typedef void unpack_cmb_s16_f64_fn(const int16_t* src0, const int16_t* src1, size_t n, double* dst,
                                    double scale, double offset);
-LIBSIMD_API extern unpack_cmb_s16_f64_fn *unpack_cmb_s16_f64;
+LIBSIMD_API extern unpack_cmb_s16_f64_fn* unpack_cmb_s16_f64;
 
 /* ==== stats: extremes, means, levels, running peaks ========================================== */
 
@@ -380,12 +380,12 @@ LIBSIMD_API extern unpack_cmb_s16_f64_fn *unpack_cmb_s16_f64;
  * @param n  elements
  * @return   the minimum
  */
-typedef uint8_t min_u8_fn(const uint8_t *p, size_t n);
-LIBSIMD_API extern min_u8_fn *min_u8;
+typedef uint8_t min_u8_fn(const uint8_t* p, size_t n);
+LIBSIMD_API extern min_u8_fn* min_u8;
 
 /** As min_u8, the largest byte. */
-typedef uint8_t max_u8_fn(const uint8_t *p, size_t n);
-LIBSIMD_API extern max_u8_fn *max_u8;
+typedef uint8_t max_u8_fn(const uint8_t* p, size_t n);
+LIBSIMD_API extern max_u8_fn* max_u8;
 
 /**
  * As min_u8, for signed 16 bits. Baseline, SSE2 (t = 15), AVX2 (t = 31).
@@ -393,12 +393,12 @@ LIBSIMD_API extern max_u8_fn *max_u8;
  * p must be 2-byte aligned: above t the head does not test for the end and would run past the
  * array.
  */
-typedef int16_t min_s16_fn(const int16_t *p, size_t n);
-LIBSIMD_API extern min_s16_fn *min_s16;
+typedef int16_t min_s16_fn(const int16_t* p, size_t n);
+LIBSIMD_API extern min_s16_fn* min_s16;
 
 /** As min_s16, the largest element. */
-typedef int16_t max_s16_fn(const int16_t *p, size_t n);
-LIBSIMD_API extern max_s16_fn *max_s16;
+typedef int16_t max_s16_fn(const int16_t* p, size_t n);
+LIBSIMD_API extern max_s16_fn* max_s16;
 
 /**
  * Writes the smallest and the largest 16-bit sample. Baseline, SSE2 (t = 15), AVX2 (t = 31).
@@ -410,8 +410,8 @@ LIBSIMD_API extern max_s16_fn *max_s16;
  * @param min  out: the minimum
  * @param max  out: the maximum
  */
-typedef void minmax_s16_fn(const int16_t *p, size_t n, int16_t *min, int16_t *max);
-LIBSIMD_API extern minmax_s16_fn *minmax_s16;
+typedef void minmax_s16_fn(const int16_t* p, size_t n, int16_t* min, int16_t* max);
+LIBSIMD_API extern minmax_s16_fn* minmax_s16;
 
 /**
  * Returns the smallest float. Baseline, SSE (t = 15), AVX (t = 31).
@@ -438,12 +438,12 @@ LIBSIMD_API extern minmax_s16_fn *minmax_s16;
  * @param n  elements
  * @return   the minimum
  */
-typedef float min_f32_fn(const float *p, size_t n);
-LIBSIMD_API extern min_f32_fn *min_f32;
+typedef float min_f32_fn(const float* p, size_t n);
+LIBSIMD_API extern min_f32_fn* min_f32;
 
 /** As min_f32, the largest float: maxsel for minsel throughout. */
-typedef float max_f32_fn(const float *p, size_t n);
-LIBSIMD_API extern max_f32_fn *max_f32;
+typedef float max_f32_fn(const float* p, size_t n);
+LIBSIMD_API extern max_f32_fn* max_f32;
 
 /**
  * As min_f32, in double. Baseline, SSE2 (t = 7), AVX (t = 15). Head and blocks as there; then
@@ -456,8 +456,8 @@ LIBSIMD_API extern max_f32_fn *max_f32;
  *   nothing. Exact if p is 16-byte aligned. With p at 8 modulo 16, an even n leaves p[n - 1] out,
  *   and an odd n looks at it twice. Kept: hosts depend on it.
  */
-typedef double min_f64_fn(const double *p, size_t n);
-LIBSIMD_API extern min_f64_fn *min_f64;
+typedef double min_f64_fn(const double* p, size_t n);
+LIBSIMD_API extern min_f64_fn* min_f64;
 
 /**
  * As min_f64, the largest double: maxsel for minsel. Baseline, SSE2 (t = 7, parity step),
@@ -466,8 +466,8 @@ LIBSIMD_API extern min_f64_fn *min_f64;
  * - AVX skips the head: up to 3 elements before the first 32-byte boundary are not looked at, and
  *   the result is r, without h. Kept: hosts depend on it.
  */
-typedef double max_f64_fn(const double *p, size_t n);
-LIBSIMD_API extern max_f64_fn *max_f64;
+typedef double max_f64_fn(const double* p, size_t n);
+LIBSIMD_API extern max_f64_fn* max_f64;
 
 /**
  * Writes the smallest and the largest float. Baseline, SSE (t = 15), AVX (t = 31).
@@ -494,8 +494,8 @@ LIBSIMD_API extern max_f64_fn *max_f64;
  * @param min  out: the minimum
  * @param max  out: the maximum
  */
-typedef void minmax_f32_fn(const float *p, size_t n, float *min, float *max);
-LIBSIMD_API extern minmax_f32_fn *minmax_f32;
+typedef void minmax_f32_fn(const float* p, size_t n, float* min, float* max);
+LIBSIMD_API extern minmax_f32_fn* minmax_f32;
 
 /**
  * As minmax_f32, in double. Baseline, SSE2 (t = 15), AVX (t = 31).
@@ -505,8 +505,8 @@ LIBSIMD_API extern minmax_f32_fn *minmax_f32;
  * - SSE2 has the parity step of min_f64 in place of a tail, on rmin and rmax before they are joined
  *   with the head: p at 8 modulo 16 and an even n leaves the last element out. Kept.
  */
-typedef void minmax_f64_fn(const double *p, size_t n, double *min, double *max);
-LIBSIMD_API extern minmax_f64_fn *minmax_f64;
+typedef void minmax_f64_fn(const double* p, size_t n, double* min, double* max);
+LIBSIMD_API extern minmax_f64_fn* minmax_f64;
 
 /**
  * Returns the mean. Baseline, SSE, AVX.
@@ -526,8 +526,8 @@ LIBSIMD_API extern minmax_f64_fn *minmax_f64;
  * @param n  elements
  * @return   the mean
  */
-typedef float avg_f32_fn(const float *x, size_t n);
-LIBSIMD_API extern avg_f32_fn *avg_f32;
+typedef float avg_f32_fn(const float* x, size_t n);
+LIBSIMD_API extern avg_f32_fn* avg_f32;
 
 /**
  * As avg_f32, in double. Baseline, SSE2, AVX.
@@ -537,8 +537,8 @@ LIBSIMD_API extern avg_f32_fn *avg_f32;
  *
  * A step is taken while all of it remains; the tail is up to 3 or 7 elements.
  */
-typedef double avg_f64_fn(const double *x, size_t n);
-LIBSIMD_API extern avg_f64_fn *avg_f64;
+typedef double avg_f64_fn(const double* x, size_t n);
+LIBSIMD_API extern avg_f64_fn* avg_f64;
 
 /**
  * Returns the mean of the elements that do not exceed a level: a floor estimate.
@@ -563,8 +563,8 @@ LIBSIMD_API extern avg_f64_fn *avg_f64;
  * @param level  largest value that counts
  * @return       the mean of those that count, or +0
  */
-typedef float avg_lvl_f32_fn(const float *x, size_t n, float level);
-LIBSIMD_API extern avg_lvl_f32_fn *avg_lvl_f32;
+typedef float avg_lvl_f32_fn(const float* x, size_t n, float level);
+LIBSIMD_API extern avg_lvl_f32_fn* avg_lvl_f32;
 
 /**
  * As avg_lvl_f32, in double. Baseline, SSE2, AVX, AVX2.
@@ -575,8 +575,8 @@ LIBSIMD_API extern avg_lvl_f32_fn *avg_lvl_f32;
  *
  * AVX and AVX2 differ only in which of the last elements are tail.
  */
-typedef double avg_lvl_f64_fn(const double *x, size_t n, double level);
-LIBSIMD_API extern avg_lvl_f64_fn *avg_lvl_f64;
+typedef double avg_lvl_f64_fn(const double* x, size_t n, double level);
+LIBSIMD_API extern avg_lvl_f64_fn* avg_lvl_f64;
 
 /**
  * Returns the mean absolute value, truncated. Baseline, SSSE3 (t = 15), AVX2 (t = 31).
@@ -595,8 +595,8 @@ LIBSIMD_API extern avg_lvl_f64_fn *avg_lvl_f64;
  * @param n  elements
  * @return   the mean, 0 to 32768 (less where sums have wrapped)
  */
-typedef uint64_t avg_abs_s16_fn(const int16_t *x, size_t n);
-LIBSIMD_API extern avg_abs_s16_fn *avg_abs_s16;
+typedef uint64_t avg_abs_s16_fn(const int16_t* x, size_t n);
+LIBSIMD_API extern avg_abs_s16_fn* avg_abs_s16;
 
 /**
  * Writes minimum, maximum and mean of a block. Baseline, SSE (t = 15), AVX (t = 31).
@@ -627,8 +627,8 @@ LIBSIMD_API extern avg_abs_s16_fn *avg_abs_s16;
  * @param max   out: the maximum
  * @param mean  out: the mean
  */
-typedef void minmaxmed_f32_fn(const float *p, size_t n, float *min, float *max, float *mean);
-LIBSIMD_API extern minmaxmed_f32_fn *minmaxmed_f32;
+typedef void minmaxmed_f32_fn(const float* p, size_t n, float* min, float* max, float* mean);
+LIBSIMD_API extern minmaxmed_f32_fn* minmaxmed_f32;
 
 /**
  * As minmaxmed_f32, in double. Baseline, SSE2 (t = 15), AVX (t = 15).
@@ -641,8 +641,8 @@ LIBSIMD_API extern minmaxmed_f32_fn *minmaxmed_f32;
  *   even n, nothing. With p at 8 modulo 16, an even n leaves the last element out of all three
  *   (the divisor is still n), and an odd n adds it twice. Kept: hosts depend on it.
  */
-typedef void minmaxmed_f64_fn(const double *p, size_t n, double *min, double *max, double *mean);
-LIBSIMD_API extern minmaxmed_f64_fn *minmaxmed_f64;
+typedef void minmaxmed_f64_fn(const double* p, size_t n, double* min, double* max, double* mean);
+LIBSIMD_API extern minmaxmed_f64_fn* minmaxmed_f64;
 
 /**
  * Raises each element of dst to that of src: a running peak. Baseline, SSE (t = 15), AVX (t = 31).
@@ -663,12 +663,12 @@ LIBSIMD_API extern minmaxmed_f64_fn *minmaxmed_f64;
  * @param src  n elements; aligned to the element
  * @param n    elements
  */
-typedef void max_array_f32_fn(float *dst, const float *src, size_t n);
-LIBSIMD_API extern max_array_f32_fn *max_array_f32;
+typedef void max_array_f32_fn(float* dst, const float* src, size_t n);
+LIBSIMD_API extern max_array_f32_fn* max_array_f32;
 
 /** As max_array_f32, in double. Baseline, SSE2 (t = 15, blocks of 2), AVX (t = 15, blocks of 4). */
-typedef void max_array_f64_fn(double *dst, const double *src, size_t n);
-LIBSIMD_API extern max_array_f64_fn *max_array_f64;
+typedef void max_array_f64_fn(double* dst, const double* src, size_t n);
+LIBSIMD_API extern max_array_f64_fn* max_array_f64;
 
 /* ==== spectrum: products, interleaving, power, decibels ====================================== */
 
@@ -687,12 +687,12 @@ LIBSIMD_API extern max_array_f64_fn *max_array_f64;
  * @param b    n elements; any alignment
  * @param n    elements
  */
-typedef void mult_f32_fn(float *dst, const float *a, const float *b, size_t n);
-LIBSIMD_API extern mult_f32_fn *mult_f32;
+typedef void mult_f32_fn(float* dst, const float* a, const float* b, size_t n);
+LIBSIMD_API extern mult_f32_fn* mult_f32;
 
 /** As mult_f32, in double. Baseline, SSE2 (blocks of 2), AVX (blocks of 4). */
-typedef void mult_f64_fn(double *dst, const double *a, const double *b, size_t n);
-LIBSIMD_API extern mult_f64_fn *mult_f64;
+typedef void mult_f64_fn(double* dst, const double* a, const double* b, size_t n);
+LIBSIMD_API extern mult_f64_fn* mult_f64;
 
 /**
  * Scales and offsets an array in place: x[i] = x[i] * scale + offset. Baseline, SSE, AVX.
@@ -706,8 +706,8 @@ LIBSIMD_API extern mult_f64_fn *mult_f64;
  * @param scale   multiplier
  * @param offset  added to the product
  */
-typedef void mult_add_f32_fn(float *x, size_t n, float scale, float offset);
-LIBSIMD_API extern mult_add_f32_fn *mult_add_f32;
+typedef void mult_add_f32_fn(float* x, size_t n, float scale, float offset);
+LIBSIMD_API extern mult_add_f32_fn* mult_add_f32;
 
 /**
  * Interleaves two arrays: out[2i] = re[i], out[2i + 1] = im[i]. Baseline, SSE2, AVX.
@@ -729,8 +729,8 @@ LIBSIMD_API extern mult_add_f32_fn *mult_add_f32;
  * @param n    pairs
  * @param out  2n elements, written
  */
-typedef void mix_f64_fn(const double *re, const double *im, size_t n, double *out);
-LIBSIMD_API extern mix_f64_fn *mix_f64;
+typedef void mix_f64_fn(const double* re, const double* im, size_t n, double* out);
+LIBSIMD_API extern mix_f64_fn* mix_f64;
 
 /**
  * Power of a Fourier transform's output, halves exchanged. Baseline, SSE, AVX.
@@ -762,8 +762,8 @@ LIBSIMD_API extern mix_f64_fn *mix_f64;
  * @param n    complex values
  * @param out  n elements, written; any alignment
  */
-typedef void fft_abs_f32_fn(const float *in, size_t n, float *out);
-LIBSIMD_API extern fft_abs_f32_fn *fft_abs_f32;
+typedef void fft_abs_f32_fn(const float* in, size_t n, float* out);
+LIBSIMD_API extern fft_abs_f32_fn* fft_abs_f32;
 
 /**
  * As fft_abs_f32, in double, and with the baseline's bits at every level. Baseline, SSE2 and SSE3
@@ -773,8 +773,8 @@ LIBSIMD_API extern fft_abs_f32_fn *fft_abs_f32;
  *   equals the end, and any other n runs off the buffers (or faults first, if they are aligned).
  *   n = 0 writes nothing. Kept.
  */
-typedef void fft_abs_f64_fn(const double *in, size_t n, double *out);
-LIBSIMD_API extern fft_abs_f64_fn *fft_abs_f64;
+typedef void fft_abs_f64_fn(const double* in, size_t n, double* out);
+LIBSIMD_API extern fft_abs_f64_fn* fft_abs_f64;
 
 /**
  * Power to decibels: out[i] = 10 * log10(in[i]) - offset. Baseline, SSE2 (t = 15), AVX2 (t = 31).
@@ -812,8 +812,8 @@ LIBSIMD_API extern fft_abs_f64_fn *fft_abs_f64;
  * @param out     n decibel values, written; aligned as in
  * @param offset  subtracted
  */
-typedef void spec_log_f32_fn(const float *in, size_t n, float *out, float offset);
-LIBSIMD_API extern spec_log_f32_fn *spec_log_f32;
+typedef void spec_log_f32_fn(const float* in, size_t n, float* out, float offset);
+LIBSIMD_API extern spec_log_f32_fn* spec_log_f32;
 
 /**
  * As spec_log_f32, in double. Baseline only, any n.
@@ -821,8 +821,8 @@ LIBSIMD_API extern spec_log_f32_fn *spec_log_f32;
  * v = in[i] if in[i] > DBL_MIN (0x0010000000000000), else DBL_MIN; out[i] = log10(v) * 10 -
  * offset. The floor is about -3076.5266 - offset.
  */
-typedef void spec_log_f64_fn(const double *in, size_t n, double *out, double offset);
-LIBSIMD_API extern spec_log_f64_fn *spec_log_f64;
+typedef void spec_log_f64_fn(const double* in, size_t n, double* out, double offset);
+LIBSIMD_API extern spec_log_f64_fn* spec_log_f64;
 
 /* ==== filter: FIR steps and streams, exponential averaging, smoothing ======================== */
 
@@ -853,14 +853,14 @@ LIBSIMD_API extern spec_log_f64_fn *spec_log_f64;
  * @param out_re  out: the real sum; must not overlap the inputs
  * @param out_im  out: the imaginary sum; must not overlap the inputs
  */
-typedef void fir_step_c32_fn(const float *re, const float *im, const float *taps, size_t n,
-                             float *out_re, float *out_im);
-LIBSIMD_API extern fir_step_c32_fn *fir_step_c32;
+typedef void fir_step_c32_fn(const float* re, const float* im, const float* taps, size_t n,
+                             float* out_re, float* out_im);
+LIBSIMD_API extern fir_step_c32_fn* fir_step_c32;
 
 /** As fir_step_c32, in double. Baseline, SSE2 (W = 2), AVX (W = 4). */
-typedef void fir_step_c64_fn(const double *re, const double *im, const double *taps, size_t n,
-                             double *out_re, double *out_im);
-LIBSIMD_API extern fir_step_c64_fn *fir_step_c64;
+typedef void fir_step_c64_fn(const double* re, const double* im, const double* taps, size_t n,
+                             double* out_re, double* out_im);
+LIBSIMD_API extern fir_step_c64_fn* fir_step_c64;
 
 /**
  * Streams complex 16-bit samples through a FIR with real taps. A plain function.
@@ -893,17 +893,17 @@ LIBSIMD_API extern fir_step_c64_fn *fir_step_c64;
  * @param scale    multiplier of both parts
  * @param offset   added to both parts
  */
-LIBSIMD_API void fir_c16_alt(const int16_t *in, uint64_t count, const double *taps, uint64_t last,
-                             int64_t *pos, double *hist_re, double *hist_im, double *out,
+LIBSIMD_API void fir_c16_alt(const int16_t* in, uint64_t count, const double* taps, uint64_t last,
+                             int64_t* pos, double* hist_re, double* hist_im, double* out,
                              double scale, double offset);
 
 /** As fir_c16_alt, for complex floats, widened exactly; no scale, no offset. A plain function. */
-LIBSIMD_API void fir_c32_alt(const float *in, uint64_t count, const double *taps, uint64_t last,
-                             int64_t *pos, double *hist_re, double *hist_im, double *out);
+LIBSIMD_API void fir_c32_alt(const float* in, uint64_t count, const double* taps, uint64_t last,
+                             int64_t* pos, double* hist_re, double* hist_im, double* out);
 
 /** As fir_c16_alt, for complex doubles, taken as they are. A plain function. */
-LIBSIMD_API void fir_c64_alt(const double *in, uint64_t count, const double *taps, uint64_t last,
-                             int64_t *pos, double *hist_re, double *hist_im, double *out);
+LIBSIMD_API void fir_c64_alt(const double* in, uint64_t count, const double* taps, uint64_t last,
+                             int64_t* pos, double* hist_re, double* hist_im, double* out);
 
 /**
  * Exponential averaging of frames: y[i] = (x[i] - y[i]) * a + y[i]. Baseline, SSE (t = 15),
@@ -927,12 +927,12 @@ LIBSIMD_API void fir_c64_alt(const double *in, uint64_t count, const double *tap
  * @param y  n elements, the state, read and written; aligned to the element
  * @param a  share of the new frame, in the element type
  */
-typedef void iir1_f32_fn(const float *x, size_t n, float *y, float a);
-LIBSIMD_API extern iir1_f32_fn *iir1_f32;
+typedef void iir1_f32_fn(const float* x, size_t n, float* y, float a);
+LIBSIMD_API extern iir1_f32_fn* iir1_f32;
 
 /** As iir1_f32, in double. Baseline, SSE2 (t = 15, no add-back in the head), AVX (t = 15). */
-typedef void iir1_f64_fn(const double *x, size_t n, double *y, double a);
-LIBSIMD_API extern iir1_f64_fn *iir1_f64;
+typedef void iir1_f64_fn(const double* x, size_t n, double* y, double a);
+LIBSIMD_API extern iir1_f64_fn* iir1_f64;
 
 /**
  * Smooths an array with a symmetric FIR centred on each output (direct form), ends replicated.
@@ -973,12 +973,12 @@ LIBSIMD_API extern iir1_f64_fn *iir1_f64;
  * @param len   nominal number of taps
  * @param y     n elements, written; aligned to the element; must not overlap x
  */
-typedef void vfilter_f32_fn(const float *x, int32_t n, const float *taps, int32_t len, float *y);
-LIBSIMD_API extern vfilter_f32_fn *vfilter_f32;
+typedef void vfilter_f32_fn(const float* x, int32_t n, const float* taps, int32_t len, float* y);
+LIBSIMD_API extern vfilter_f32_fn* vfilter_f32;
 
 /** As vfilter_f32, in double. Baseline, SSE2 (W = 2), AVX (W = 4). */
-typedef void vfilter_f64_fn(const double *x, int32_t n, const double *taps, int32_t len, double *y);
-LIBSIMD_API extern vfilter_f64_fn *vfilter_f64;
+typedef void vfilter_f64_fn(const double* x, int32_t n, const double* taps, int32_t len, double* y);
+LIBSIMD_API extern vfilter_f64_fn* vfilter_f64;
 
 /**
  * Mean of a chunk, weighted by w and a Gaussian around a centre. Baseline, SSE2, AVX2.
@@ -1022,8 +1022,8 @@ LIBSIMD_API extern vfilter_f64_fn *vfilter_f64;
  * @param c  the centre
  * @return   the weighted mean
  */
-typedef float vfilter2_chunk_fn(const float *x, const float *w, size_t n, float c);
-LIBSIMD_API extern vfilter2_chunk_fn *vfilter2_chunk;
+typedef float vfilter2_chunk_fn(const float* x, const float* w, size_t n, float c);
+LIBSIMD_API extern vfilter2_chunk_fn* vfilter2_chunk;
 
 #ifdef __cplusplus
 }

@@ -30,22 +30,28 @@ testing::AssertionResult installed(Level level)
 
 // ---- The model ----------------------------------------------------------------------------------
 
+/// The constants of the exponential, by their bits.
+struct Constants {
+    std::uint32_t log2e = 0x3fb8aa3b, q1 = 0x3f318000, q2 = 0xb95e8083;
+    std::uint32_t c[6] = {0x39506967, 0x3ab743ce, 0x3c088908, 0x3d2aa9c1, 0x3e2aaaaa, 0x3f000000};
+};
+
 /// One lane of the exponential of blocks.
-float exp_lane(float v)
+float exp_lane(float v, const Constants& by = {})
 {
     v = model::minsel(v, from_bits<float>(0x42b0c0a5));
     v = model::maxsel(v, from_bits<float>(0xc2b0c0a5));
-    const float f = add(mul(v, from_bits<float>(0x3fb8aa3b)), 0.5F);
+    const float f = add(mul(v, from_bits<float>(by.log2e)), 0.5F);
     float t = static_cast<float>(model::truncate(f));
     if (t > f)
         t = sub(t, 1.0F);
-    float r = sub(v, mul(t, from_bits<float>(0x3f318000)));
-    r = sub(r, mul(t, from_bits<float>(0xb95e8083)));
+    float r = sub(v, mul(t, from_bits<float>(by.q1)));
+    r = sub(r, mul(t, from_bits<float>(by.q2)));
     const std::int32_t k = model::truncate(t) + 127;
     const float s = from_bits<float>(static_cast<std::uint32_t>(k) << 23);
-    float p = from_bits<float>(0x39506967);
-    for (const std::uint32_t c : {0x3ab743ceU, 0x3c088908U, 0x3d2aa9c1U, 0x3e2aaaaaU, 0x3f000000U})
-        p = add(mul(p, r), from_bits<float>(c));
+    float p = from_bits<float>(by.c[0]);
+    for (std::size_t i = 1; i < 6; ++i)
+        p = add(mul(p, r), from_bits<float>(by.c[i]));
     const float q = add(add(mul(p, mul(r, r)), r), 1.0F);
     return mul(q, s);
 }
@@ -335,6 +341,72 @@ void exponential(Level level, std::size_t n)
     }
 }
 
+/// A sample and a centre at which the last bits of one constant show.
+struct Witness {
+    const char* constant;
+    std::uint32_t Constants::*single; // or, if null, c[index]
+    std::size_t index;
+    std::uint32_t off; // added to the constant's bits
+    std::uint32_t x, c;
+};
+
+constexpr std::uint32_t less = ~std::uint32_t{0};
+
+constexpr Witness witnesses[] = {
+    {"log2e", &Constants::log2e, 0, less, 0x405b7481, 0x41e47981},
+    {"log2e", &Constants::log2e, 0, less, 0x3d49f075, 0x41d30413},
+    {"log2e", &Constants::log2e, 0, 1, 0x3cb1e3d6, 0xc23cf3a5},
+    {"q1", &Constants::q1, 0, less, 0x3c800000, 0xc07a2e4b},
+    {"q1", &Constants::q1, 0, 1, 0x3c800000, 0xc07a2e4a},
+    {"q2", &Constants::q2, 0, less, 0x3c800000, 0xc0b108dc},
+    {"q2", &Constants::q2, 0, less, 0x3c800000, 0xc0b124d7},
+    {"q2", &Constants::q2, 0, 1, 0x3c800000, 0xc0b11a8e},
+    {"q2", &Constants::q2, 0, 1, 0x3c800000, 0xc0faa605},
+    // Nothing shows the last two bits of c0.
+    {"c0", nullptr, 0, ~std::uint32_t{7}, 0x3de6f8c3, 0xc06a0caf},
+    {"c0", nullptr, 0, ~std::uint32_t{7}, 0x3d3adaf5, 0x407d4b26},
+    {"c0", nullptr, 0, 4, 0x3cd38da4, 0xc05e2e3f},
+    {"c0", nullptr, 0, 4, 0x3dc76744, 0x4075a1ad},
+    {"c1", nullptr, 1, less, 0x3c800000, 0xc05140da},
+    {"c1", nullptr, 1, 1, 0x3c800000, 0xc06a5fcc},
+    {"c2", nullptr, 2, less, 0x3c800000, 0xc02ba16d},
+    {"c2", nullptr, 2, 1, 0x3c800000, 0xc0254947},
+    {"c3", nullptr, 3, less, 0x3c800000, 0xbfd10400},
+    {"c3", nullptr, 3, 1, 0x3c800000, 0xbfc95b5d},
+    {"c4", nullptr, 4, less, 0x3c800000, 0xbf79419f},
+    {"c4", nullptr, 4, 1, 0x3c800000, 0xbf4198fd},
+    {"half", nullptr, 5, less, 0x3c800000, 0xbe2c9dc0},
+    {"half", nullptr, 5, 1, 0x3c800000, 0xbe149929},
+};
+
+/// The last bits of each constant, where they show: at sample x, beside one at 0 whose weight
+/// swamps the denominator.
+void last_bits(Level level, std::size_t n)
+{
+    for (const Witness& witness : witnesses) {
+        const float x = from_bits<float>(witness.x);
+        const float c = from_bits<float>(witness.c);
+        Constants other;
+        (witness.single != nullptr ? other.*witness.single : other.c[witness.index]) += witness.off;
+        const auto mean = [&](const Constants& by) {
+            const float d = scaled(x, c);
+            const float beside = scaled(0, c);
+            const float e = exp_lane(mul(sub(0.0F, d), d), by);
+            const float swamp = exp_lane(mul(sub(0.0F, beside), beside), by);
+            return model::div(mul(x, e), add(e, mul(swamp, 0x1p60F)));
+        };
+        ASSERT_NE(bits_of(mean({})), bits_of(mean(other))) << witness.constant << " does not show";
+        for (std::size_t lane = 0; lane < n; ++lane) {
+            Chunk chunk;
+            chunk.x_data[lane] = x;
+            chunk.w_data[lane] = 1;
+            chunk.w_data[(lane + 1) % n] = 0x1p60F;
+            ASSERT_TRUE(chunk.compare(level, n, c)) << name(level) << " " << witness.constant;
+            ASSERT_TRUE(same_bits(mean({}), chunk.got)) << name(level) << " " << witness.constant;
+        }
+    }
+}
+
 } // namespace
 
 #define EVERY(level)                                                                               \
@@ -351,6 +423,8 @@ EVERY(avx2)
 TEST(vfilter2_chunk, sse2_exponential_of_4) { exponential(Level::sse2, 8); }
 TEST(vfilter2_chunk, avx2_exponential_of_4) { exponential(Level::avx2, 8); }
 TEST(vfilter2_chunk, avx2_exponential_of_8) { exponential(Level::avx2, 16); }
+TEST(vfilter2_chunk, sse2_last_bits_of_constants) { last_bits(Level::sse2, 8); }
+TEST(vfilter2_chunk, avx2_last_bits_of_constants) { last_bits(Level::avx2, 16); }
 
 // ---- Edge cases ---------------------------------------------------------------------------------
 

@@ -582,8 +582,7 @@ void first_phase_is_whole(Level level)
             ASSERT_TRUE(row.compare(level, n, len, {0, 0, 0, Edge::end, 0, elements}))
                 << name(level) << " n " << n << " len " << len;
         }
-    // With no room past n = half - 1 the write faults; two outputs at 16 bytes need no more than
-    // four elements of x.
+    // half is 2 and n is 1: with no room for a second output the write faults.
     typename K::Fn* const kernel = *at(level).entry<typename K::Fn>(K::name);
     row.x.place(8, 0, Edge::end);
     row.taps.place(5, 0, Edge::end);

@@ -7,6 +7,7 @@
 
 #include <stdio.h>
 
+/* clang-format off */
 #define ENTRIES(E)                                                                                 \
     E(fill_f32)                                                                                    \
     E(memcpy_fast)                                                                                 \
@@ -20,6 +21,7 @@
                                 E(fft_abs_f32) E(fft_abs_f64) E(spec_log_f32) E(spec_log_f64)      \
                                     E(fir_step_c32) E(fir_step_c64) E(iir1_f32) E(iir1_f64)        \
                                         E(vfilter_f32) E(vfilter_f64) E(vfilter2_chunk)
+/* clang-format on */
 
 static int failures = 0;
 

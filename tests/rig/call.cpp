@@ -192,7 +192,8 @@ Outcome watch(bool dirty, const std::function<void()>& body)
     }
     landing = outer;
     std::uint64_t flags;
-    asm volatile("pushfq\n\tpop %0\n\tcld" : "=r"(flags));
+    asm volatile("sub $128, %%rsp\n\tpushfq\n\tpop %0\n\tlea 128(%%rsp), %%rsp\n\tcld" // red zone
+                 : "=r"(flags));
     outcome.direction = (flags & 0x400) != 0;
     outcome.control_word = ((_mm_getcsr() ^ before) & ~0x3FU) != 0;
     _mm_setcsr(before);

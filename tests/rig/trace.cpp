@@ -16,24 +16,31 @@ void on_trap(int, siginfo_t*, void* context)
         count = count + 1;
 }
 
-/// Bytes of a legacy instruction's prefixes, or of a VEX prefix; 0 if `code` is not of map `map`.
-/// Returns the position of the opcode byte.
-std::size_t opcode_at(const unsigned char* code, int map)
+struct Opcode {
+    unsigned map = 0;    // 1: 0F, 2: 0F 38; 0: another
+    unsigned prefix = 0; // 0: none, 1: 66
+    unsigned byte = 0;
+};
+
+/// The opcode of an SSE instruction or of its VEX form.
+Opcode opcode(const unsigned char* code)
 {
-    if (code[0] == 0xC5) // two-byte VEX: map 1
-        return map == 1 && (code[1] & 3) == 1 ? 2 : 0;
+    if (code[0] == 0xC5) // two-byte VEX
+        return {1, code[1] & 3U, code[2]};
     if (code[0] == 0xC4)
-        return (code[1] & 0x1F) == map && (code[2] & 3) == 1 ? 3 : 0;
-    if (code[0] != 0x66)
-        return 0;
-    std::size_t at = 1;
-    if ((code[at] & 0xF0) == 0x40) // REX
-        ++at;
-    if (code[at++] != 0x0F)
-        return 0;
-    if (map == 2 && code[at++] != 0x38)
-        return 0;
-    return at;
+        return {code[1] & 0x1FU, code[2] & 3U, code[3]};
+    Opcode o;
+    if (*code == 0x66) {
+        o.prefix = 1;
+        ++code;
+    }
+    if ((*code & 0xF0) == 0x40) // REX
+        ++code;
+    if (*code++ != 0x0F)
+        return {};
+    o.map = *code == 0x38 ? 2 : 1;
+    o.byte = o.map == 2 ? code[1] : code[0];
+    return o;
 }
 
 } // namespace
@@ -48,23 +55,30 @@ std::size_t executed(const std::function<void()>& body,
     sigaction(SIGTRAP, &action, &before);
     wanted_now = &wanted;
     count = 0;
-    asm volatile("pushfq\n\torq $0x100, (%%rsp)\n\tpopfq" ::: "memory", "cc");
+    // Below the stack pointer may lie the function's red zone.
+    asm volatile("sub $128, %%rsp\n\tpushfq\n\torq $0x100, (%%rsp)\n\tpopfq\n\t"
+                 "lea 128(%%rsp), %%rsp" ::
+                     : "memory", "cc");
     body();
-    asm volatile("pushfq\n\tandq $~0x100, (%%rsp)\n\tpopfq" ::: "memory", "cc");
+    asm volatile("sub $128, %%rsp\n\tpushfq\n\tandq $~0x100, (%%rsp)\n\tpopfq\n\t"
+                 "lea 128(%%rsp), %%rsp" ::
+                     : "memory", "cc");
     sigaction(SIGTRAP, &before, nullptr);
     return count;
 }
 
 bool is_streaming_load(const unsigned char* code)
 {
-    const std::size_t at = opcode_at(code, 2);
-    return at != 0 && code[at] == 0x2A;
+    const Opcode o = opcode(code);
+    return o.map == 2 && o.prefix == 1 && o.byte == 0x2A;
 }
 
 bool is_streaming_store(const unsigned char* code)
 {
-    const std::size_t at = opcode_at(code, 1);
-    return at != 0 && code[at] == 0xE7;
+    const Opcode o = opcode(code);
+    const bool integers = o.byte == 0xE7 && o.prefix == 1;
+    const bool floats = o.byte == 0x2B; // what clang++ takes for the same store
+    return o.map == 1 && o.prefix <= 1 && (integers || floats);
 }
 
 } // namespace rig

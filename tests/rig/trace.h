@@ -11,7 +11,7 @@ namespace rig {
 std::size_t executed(const std::function<void()>& body,
                      const std::function<bool(const unsigned char* code)>& wanted);
 
-/// A 16- or 32-byte streaming load or store (movntdqa, movntdq).
+/// A 16- or 32-byte streaming load or store (movntdqa; movntdq, movntps, movntpd).
 bool is_streaming_load(const unsigned char* code);
 bool is_streaming_store(const unsigned char* code);
 
