@@ -8,7 +8,7 @@
  * extension. Without a file a generated band of signals is taken. Exit status 0, or 1 after one
  * line on stderr.
  */
-#define _POSIX_C_SOURCE 200809L
+#define _POSIX_C_SOURCE 200809L /* NOLINT: the system's own name */
 #include "libsimd.h"
 
 #include <math.h>
