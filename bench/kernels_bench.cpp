@@ -25,6 +25,7 @@ using rig::Level;
 enum class Place { aligned, crossed }; // crossed: source and destination lie differently in a block
 
 /// Arrays for any kernel, filled once per size; 64-byte aligned, and room to move by an element.
+/// Kernels whose time depends on the data read the last of each kind, which nothing writes.
 struct Arrays {
     explicit Arrays(std::size_t count)
         : n(count), memory(new (std::align_val_t{4096}) char[bytes()])
@@ -176,15 +177,15 @@ void register_convert()
     static float f_step, f_offset;
     static double d_step, d_offset;
     ADD(pack_f32_u8, 1,
-        [](auto* f, Arrays& a, std::size_t s) { f(a.f32[0], a.n, a.u8 + s, &f_step, &f_offset); });
+        [](auto* f, Arrays& a, std::size_t s) { f(a.f32[3], a.n, a.u8 + s, &f_step, &f_offset); });
     ADD(pack_f32_s16, 1,
-        [](auto* f, Arrays& a, std::size_t s) { f(a.f32[0], a.n, a.s16 + s, &f_step, &f_offset); });
+        [](auto* f, Arrays& a, std::size_t s) { f(a.f32[3], a.n, a.s16 + s, &f_step, &f_offset); });
     ADD(pack_f64_u8, 1,
-        [](auto* f, Arrays& a, std::size_t s) { f(a.f64[0], a.n, a.u8 + s, &d_step, &d_offset); });
+        [](auto* f, Arrays& a, std::size_t s) { f(a.f64[3], a.n, a.u8 + s, &d_step, &d_offset); });
     ADD(pack_f64_s16, 1,
-        [](auto* f, Arrays& a, std::size_t s) { f(a.f64[0], a.n, a.s16 + s, &d_step, &d_offset); });
+        [](auto* f, Arrays& a, std::size_t s) { f(a.f64[3], a.n, a.s16 + s, &d_step, &d_offset); });
     ADD(pack_f64_u16, 2, [](auto* f, Arrays& a, std::size_t s) { // 2 bytes off would fault at SSSE3
-        f(a.f64[0], a.n, reinterpret_cast<std::uint16_t*>(a.s16) + s, &d_step, &d_offset);
+        f(a.f64[3], a.n, reinterpret_cast<std::uint16_t*>(a.s16) + s, &d_step, &d_offset);
     });
     ADD(unpack_u8_f32, 1,
         [](auto* f, Arrays& a, std::size_t s) { f(a.u8 + s, a.n, a.f32[0], 0.1F, 1.0F); });
@@ -219,40 +220,40 @@ void register_stats()
         f(a.s16 + s, a.n, &low, &high);
     });
     const auto value_of_f32 = [](auto* f, Arrays& a, std::size_t s) {
-        benchmark::DoNotOptimize(f(a.f32[0] + s, a.n));
+        benchmark::DoNotOptimize(f(a.f32[3] + s, a.n));
     };
     const auto value_of_f64 = [](auto* f, Arrays& a, std::size_t s) {
-        benchmark::DoNotOptimize(f(a.f64[0] + s, a.n));
+        benchmark::DoNotOptimize(f(a.f64[3] + s, a.n));
     };
     ADD(min_f32, 1, value_of_f32);
     ADD(max_f32, 1, value_of_f32);
     ADD(minmax_f32, 1, [](auto* f, Arrays& a, std::size_t s) {
         float low, high;
-        f(a.f32[0] + s, a.n, &low, &high);
+        f(a.f32[3] + s, a.n, &low, &high);
     });
     ADD(min_f64, 1, value_of_f64);
     ADD(max_f64, 1, value_of_f64);
     ADD(minmax_f64, 1, [](auto* f, Arrays& a, std::size_t s) {
         double low, high;
-        f(a.f64[0] + s, a.n, &low, &high);
+        f(a.f64[3] + s, a.n, &low, &high);
     });
     ADD(avg_f32, 1, value_of_f32);
     ADD(avg_f64, 1, value_of_f64);
     ADD(avg_lvl_f32, 1, [](auto* f, Arrays& a, std::size_t s) {
-        benchmark::DoNotOptimize(f(a.f32[0] + s, a.n, 0.5F));
+        benchmark::DoNotOptimize(f(a.f32[3] + s, a.n, 0.5F));
     });
     ADD(avg_lvl_f64, 1, [](auto* f, Arrays& a, std::size_t s) {
-        benchmark::DoNotOptimize(f(a.f64[0] + s, a.n, 0.5));
+        benchmark::DoNotOptimize(f(a.f64[3] + s, a.n, 0.5));
     });
     ADD(avg_abs_s16, 1,
         [](auto* f, Arrays& a, std::size_t s) { benchmark::DoNotOptimize(f(a.s16 + s, a.n)); });
     ADD(minmaxmed_f32, 1, [](auto* f, Arrays& a, std::size_t s) {
         float low, high, mean;
-        f(a.f32[0] + s, a.n, &low, &high, &mean);
+        f(a.f32[3] + s, a.n, &low, &high, &mean);
     });
     ADD(minmaxmed_f64, 1, [](auto* f, Arrays& a, std::size_t s) {
         double low, high, mean;
-        f(a.f64[0] + s, a.n, &low, &high, &mean);
+        f(a.f64[3] + s, a.n, &low, &high, &mean);
     });
     ADD(max_array_f32, 1,
         [](auto* f, Arrays& a, std::size_t s) { f(a.f32[0] + s, a.f32[1], a.n); });
@@ -272,8 +273,8 @@ void register_spectrum()
         [](auto* f, Arrays& a, std::size_t s) { f(a.f64[0], a.f64[1], a.n, a.f64[2] + s); });
     ADD(fft_abs_f32, 1, [](auto* f, Arrays& a, std::size_t s) { f(a.f32[0], a.n, a.f32[1] + s); });
     ADD(fft_abs_f64, 1, [](auto* f, Arrays& a, std::size_t s) { f(a.f64[0], a.n, a.f64[1] + s); });
-    ADD(spec_log_f32, 0, [](auto* f, Arrays& a, std::size_t) { f(a.f32[0], a.n, a.f32[1], 1.0F); });
-    ADD(spec_log_f64, 0, [](auto* f, Arrays& a, std::size_t) { f(a.f64[0], a.n, a.f64[1], 1.0); });
+    ADD(spec_log_f32, 0, [](auto* f, Arrays& a, std::size_t) { f(a.f32[3], a.n, a.f32[1], 1.0F); });
+    ADD(spec_log_f64, 0, [](auto* f, Arrays& a, std::size_t) { f(a.f64[3], a.n, a.f64[1], 1.0); });
 }
 
 void register_filter()
@@ -297,7 +298,7 @@ void register_filter()
         f(a.f64[0] + s, static_cast<std::int32_t>(a.n), a.f64[1], 31, a.f64[2]);
     });
     ADD(vfilter2_chunk, 1, [](auto* f, Arrays& a, std::size_t s) {
-        benchmark::DoNotOptimize(f(a.f32[0] + s, a.f32[1], a.n, 0.5F));
+        benchmark::DoNotOptimize(f(a.f32[3] + s, a.f32[2], a.n, 0.5F));
     });
 }
 
