@@ -29,8 +29,8 @@ SIMD_INLINE std::size_t mult_blocks(T* dst, const T* a, const T* b, std::size_t 
 }
 
 // all three at the same offset modulo 32:
-//   head    single elements until a is 32-byte aligned; one that is not aligned to its type never
-//   is blocks  8 floats or 4 doubles, aligned
+//   head    single elements until a is 32-byte aligned; off its type's alignment it never is
+//   blocks  8 floats or 4 doubles, aligned
 // otherwise:
 //   blocks  8 floats or 4 doubles, unaligned, from element 0
 // tail      single elements
