@@ -4,56 +4,10 @@
 #include <csetjmp>
 #include <csignal>
 #include <cstring>
-#include <dlfcn.h>
-#include <ucontext.h>
 #include <xmmintrin.h>
 
 namespace rig {
 namespace {
-
-Answering::Answer* answering = nullptr;
-sigjmp_buf* landing = nullptr;
-
-void land_or_die(int signal)
-{
-    if (landing != nullptr)
-        siglongjmp(*landing, signal);
-    std::signal(signal, SIG_DFL);
-    std::raise(signal);
-}
-
-void on_signal(int signal, siginfo_t*, void* context)
-{
-    auto& regs = static_cast<ucontext_t*>(context)->uc_mcontext.gregs;
-    const auto* at = reinterpret_cast<const unsigned char*>(regs[REG_RIP]);
-    if (signal == SIGILL && answering != nullptr && at[0] == 0x0f && at[1] == 0x0b) {
-        Dl_info image{};
-        dladdr(at, &image);
-        const Words out = (*answering)(static_cast<const char*>(image.dli_fbase),
-                                       static_cast<std::uint32_t>(regs[REG_RAX]),
-                                       static_cast<std::uint32_t>(regs[REG_RCX]));
-        regs[REG_RAX] = out.eax; // the upper halves become 0, as the instruction does
-        regs[REG_RBX] = out.ebx;
-        regs[REG_RCX] = out.ecx;
-        regs[REG_RDX] = out.edx;
-        regs[REG_RIP] += 2;
-        return;
-    }
-    land_or_die(signal);
-}
-
-void install_handlers()
-{
-    static const bool once = [] {
-        struct sigaction action {};
-        action.sa_sigaction = on_signal;
-        action.sa_flags = SA_SIGINFO | SA_NODEFER;
-        for (const int signal : {SIGILL, SIGSEGV, SIGBUS, SIGFPE})
-            sigaction(signal, &action, nullptr);
-        return true;
-    }();
-    static_cast<void>(once);
-}
 
 std::uint64_t xgetbv(std::uint32_t index)
 {
@@ -148,18 +102,6 @@ rig_call_checked:
 
 } // namespace
 
-Answering::Answering(Answer answer)
-{
-    install_handlers();
-    answering = new Answer(std::move(answer));
-}
-
-Answering::~Answering()
-{
-    delete answering;
-    answering = nullptr;
-}
-
 bool upper_halves_visible()
 {
     static const bool yes = [] {
@@ -174,15 +116,14 @@ bool upper_halves_visible()
 
 Outcome watch(bool dirty, const std::function<void()>& body)
 {
-    install_handlers();
     Outcome outcome;
     sigjmp_buf here;
-    sigjmp_buf* const outer = landing;
+    sigjmp_buf* const outer = land_at(nullptr);
     const unsigned before = _mm_getcsr();
     if (const int signal = sigsetjmp(here, 0); signal != 0) {
         outcome.signal = signal;
     } else {
-        landing = &here;
+        land_at(&here);
         if (dirty && has_avx())
             dirty_upper_halves();
         Thunk thunk{&body};
@@ -190,7 +131,7 @@ Outcome watch(bool dirty, const std::function<void()>& body)
         if (upper_halves_visible())
             outcome.dirty_upper = (xgetbv(1) & 4) != 0;
     }
-    landing = outer;
+    land_at(outer);
     std::uint64_t flags;
     asm volatile("sub $128, %%rsp\n\tpushfq\n\tpop %0\n\tlea 128(%%rsp), %%rsp\n\tcld" // red zone
                  : "=r"(flags));

@@ -1,24 +1,13 @@
-// tests/rig/call.h: calls that are watched, and the signals behind them.
+// tests/rig/call.h: calls that are watched.
 #pragma once
 
 #include "rig/library.h"
+#include "rig/signals.h"
 
 #include <functional>
 #include <gtest/gtest.h>
 
 namespace rig {
-
-/// While one lives, a ud2 that stands for CPUID is answered by `answer(image base, leaf,
-/// sub-leaf)`.
-class Answering {
-public:
-    using Answer =
-        std::function<Words(const char* base, std::uint32_t leaf, std::uint32_t subleaf)>;
-    explicit Answering(Answer answer);
-    ~Answering();
-    Answering(const Answering&) = delete;
-    Answering& operator=(const Answering&) = delete;
-};
 
 /// What a call did to the machine besides its results.
 struct Outcome {

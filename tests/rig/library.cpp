@@ -1,18 +1,15 @@
 #include "rig/library.h"
 
-#include "rig/call.h"
+#include "rig/copy.h"
 #include "rig/elf_file.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <cxxabi.h>
-#include <dlfcn.h>
 #include <elf.h>
-#include <link.h>
 #include <memory>
 #include <stdexcept>
 #include <sys/mman.h>
-#include <unistd.h>
 
 namespace rig {
 namespace {
@@ -21,20 +18,6 @@ const ElfFile& file()
 {
     static const ElfFile elf(shipped());
     return elf;
-}
-
-constexpr unsigned char cpuid_bytes[2] = {0x0f, 0xa2};
-constexpr unsigned char ud2_bytes[2] = {0x0f, 0x0b};
-
-int patched_copy()
-{
-    std::vector<char> bytes = file().bytes;
-    for (const std::size_t site : cpuid_sites())
-        std::memcpy(bytes.data() + site, ud2_bytes, sizeof ud2_bytes);
-    const int fd = memfd_create("libsimd", 0);
-    if (fd < 0 || write(fd, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size()))
-        throw std::runtime_error("cannot copy the library into memory");
-    return fd;
 }
 
 } // namespace
@@ -51,104 +34,41 @@ std::string unmangled(const std::string& symbol)
     return whole.substr(0, whole.find('('));
 }
 
-const char* name(Level level)
-{
-    static const char* const names[] = {"base",  "sse",   "sse2", "sse3",
-                                        "ssse3", "sse41", "avx",  "avx2"};
-    return names[static_cast<int>(level)];
-}
-
 std::string shipped()
 {
     const char* path = std::getenv("LIBSIMD_LIBRARY");
     return path != nullptr ? path : LIBSIMD_LIBRARY;
 }
 
-std::vector<std::size_t> cpuid_sites()
-{
-    std::vector<std::size_t> sites;
-    for (const ElfSection& s : file().sections) {
-        if (s.type != SHT_PROGBITS || (s.flags & SHF_EXECINSTR) == 0)
-            continue;
-        for (std::size_t at = s.offset; at + 1 < s.offset + s.size; ++at)
-            if (std::memcmp(file().bytes.data() + at, cpuid_bytes, 2) == 0)
-                sites.push_back(at);
-    }
-    return sites;
-}
-
-Processor Processor::at(Level level) { return with((2U << static_cast<unsigned>(level)) - 1); }
-
-Processor Processor::with(unsigned level_set, const char* vendor, std::uint32_t max_basic)
-{
-    const auto has = [&](Level level, std::uint32_t bit) {
-        return (level_set >> static_cast<unsigned>(level) & 1) != 0 ? bit : 0;
-    };
-    const auto letters = [&](int first) {
-        std::uint32_t word;
-        std::memcpy(&word, vendor + first, sizeof word);
-        return word;
-    };
-    Processor p;
-    p.leaves[0] = {max_basic, letters(0), letters(8), letters(4)};
-    p.leaves[1] = {0, 0,
-                   has(Level::sse3, ecx_sse3) | has(Level::ssse3, ecx_ssse3) |
-                       has(Level::sse41, ecx_sse41) | has(Level::avx, ecx_avx),
-                   has(Level::sse, edx_sse) | has(Level::sse2, edx_sse2)};
-    p.leaves[7] = {0, has(Level::avx2, ebx_avx2), 0, 0};
-    return p;
-}
+std::vector<std::size_t> cpuid_sites() { return cpuid_sites(file()); }
 
 Library::Library(const Processor& processor) : processor_(processor)
 {
-    fd_ = patched_copy(); // open for life: the loader takes a file of the same name for the same
-                          // library
-    {
-        const Answering answering(
-            [this](const char* code_base, std::uint32_t leaf, std::uint32_t sub) {
-                if (queries_.empty()) {
-                    base_ = code_base;
-                    for (const ElfSymbol& s : file().dynamic)
-                        if (s.type == STT_OBJECT && s.section != SHN_UNDEF) {
-                            const void* held;
-                            std::memcpy(&held, base_ + s.value, sizeof held);
-                            at_first_cpuid_[s.name] = name_of(held);
-                        }
-                }
-                return answer(leaf, sub);
-            });
-        handle_ = dlopen(("/proc/self/fd/" + std::to_string(fd_)).c_str(), RTLD_NOW | RTLD_LOCAL);
-    }
-    if (handle_ == nullptr)
-        throw std::runtime_error(dlerror());
-    const link_map* map = nullptr;
-    dlinfo(handle_, RTLD_DI_LINKMAP, &map);
-    base_ = reinterpret_cast<const char*>(map->l_addr);
+    copy_ = std::make_unique<ScriptedCopy>(
+        file(), [this](const char* code_base, std::uint32_t leaf, std::uint32_t subleaf) {
+            if (queries_.empty()) {
+                base_ = code_base;
+                note_entries();
+            }
+            queries_.push_back({leaf, subleaf});
+            return processor_.answer(leaf, subleaf);
+        });
+    base_ = copy_->base();
 }
 
-Library::~Library()
+Library::~Library() = default;
+
+void Library::note_entries()
 {
-    dlclose(handle_);
-    close(fd_);
+    for (const ElfSymbol& s : file().dynamic)
+        if (s.type == STT_OBJECT && s.section != SHN_UNDEF) {
+            const void* held;
+            std::memcpy(&held, base_ + s.value, sizeof held);
+            at_first_cpuid_[s.name] = name_of(held);
+        }
 }
 
-Words Library::answer(std::uint32_t leaf, std::uint32_t subleaf)
-{
-    queries_.push_back({leaf, subleaf});
-    if (const auto it = processor_.by_subleaf.find({leaf, subleaf});
-        it != processor_.by_subleaf.end())
-        return it->second;
-    const auto it = processor_.leaves.find(leaf);
-    return it == processor_.leaves.end() ? Words{} : it->second;
-}
-
-void* Library::symbol(const char* exported) const
-{
-    void* address = dlsym(handle_, exported);
-    if (address == nullptr)
-        throw std::runtime_error(std::string("not exported: ") + exported);
-    return address;
-}
+void* Library::symbol(const char* exported) const { return copy_->symbol(exported); }
 
 std::string Library::name_of(const void* address) const
 {
