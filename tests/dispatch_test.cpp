@@ -4,6 +4,7 @@
 // loading anything.
 #include "dispatch/probe.h"
 
+#include "models/probe.h"
 #include "rig/data.h"
 #include "rig/library.h"
 
@@ -13,13 +14,10 @@
 
 namespace {
 
-using rig::Processor;
-using rig::Query;
-using rig::Words;
+using namespace probing;
 
 constexpr std::uint32_t all_edx = rig::edx_sse | rig::edx_sse2;
 constexpr std::uint32_t all_ecx = rig::ecx_sse3 | rig::ecx_ssse3 | rig::ecx_sse41 | rig::ecx_avx;
-constexpr std::uint32_t extended = 0x80000000;
 
 std::uint32_t letters(const char* four)
 {
@@ -44,73 +42,7 @@ void expect_table(const rig::Library& library, unsigned passed)
         EXPECT_EQ(library.variant(entry.c_str()), expected_variant(entry, passed)) << entry;
 }
 
-constexpr unsigned bit_of(rig::Level level) { return 1U << static_cast<unsigned>(level); }
-
 unsigned levels_below_avx() { return bit_of(rig::Level::avx) - 1; }
-
-// --- an independent model of the rule ---------------------------------------------------------
-
-struct ModelRun {
-    unsigned passed = 1; // bit per level
-    std::vector<Query> queries;
-};
-
-/// Written from the rule, register by register: what the machine holds after each instruction.
-ModelRun model_run(const Processor& processor)
-{
-    ModelRun run;
-    std::uint32_t ecx_register = 0;
-    std::uint32_t a = 0;
-    std::uint32_t b = 0;
-    std::uint32_t c = 0;
-    std::uint32_t d = 0;
-    const auto cpuid = [&](std::uint32_t leaf) {
-        run.queries.push_back({leaf, ecx_register});
-        Words w{};
-        if (const auto it = processor.by_subleaf.find({leaf, ecx_register});
-            it != processor.by_subleaf.end())
-            w = it->second;
-        else if (const auto plain = processor.leaves.find(leaf); plain != processor.leaves.end())
-            w = plain->second;
-        ecx_register = w.ecx;
-        return w;
-    };
-    const auto ask = [&](std::uint32_t leaf) {
-        const std::uint32_t most = cpuid(leaf >= extended ? extended : 0).eax;
-        if (most != 0 && most >= leaf) {
-            const Words w = cpuid(leaf);
-            a = w.eax, b = w.ebx, c = w.ecx, d = w.edx;
-        }
-    };
-    ask(0);
-    std::string vendor;
-    for (const std::uint32_t word : {b, d, c})
-        for (int i = 0; i < 4; ++i)
-            vendor += static_cast<char>(word >> (8 * i));
-    vendor = vendor.c_str(); // ends at the first zero byte
-    ask(1);
-    if ((d & 0x02000000) != 0)
-        run.passed |= bit_of(rig::Level::sse);
-    if ((d & 0x04000000) != 0)
-        run.passed |= bit_of(rig::Level::sse2);
-    if ((c & 0x00000001) != 0)
-        run.passed |= bit_of(rig::Level::sse3);
-    if ((c & 0x00000200) != 0)
-        run.passed |= bit_of(rig::Level::ssse3);
-    if ((c & 0x00080000) != 0)
-        run.passed |= bit_of(rig::Level::sse41);
-    if ((c & 0x10000000) != 0)
-        run.passed |= bit_of(rig::Level::avx);
-    ask(7);
-    if ((b & 0x00000020) != 0)
-        run.passed |= bit_of(rig::Level::avx2);
-    if (vendor == "AuthenticAMD") {
-        ask(0x80000000);
-        if (a > 0x80000000)
-            ask(0x80000001);
-    }
-    return run;
-}
 
 /// dispatch/probe.h run on a script.
 ModelRun probe_run(const Processor& processor)

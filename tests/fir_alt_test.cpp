@@ -1,5 +1,5 @@
 // tests/fir_alt_test.cpp: fir_c16_alt, fir_c32_alt and fir_c64_alt over every fir_step_c64.
-#include "fir_step_model.h"
+#include "models/fir_alt.h"
 #include "rig/buffer.h"
 #include "rig/call.h"
 #include "rig/data.h"
@@ -12,56 +12,7 @@ using namespace rig;
 
 namespace {
 
-struct Numbers { // what only fir_c16_alt takes
-    double scale = 1, offset = 0;
-};
-
-struct c16 {
-    using In = std::int16_t;
-    using Fn = decltype(fir_c16_alt);
-    static constexpr const char* name = "fir_c16_alt";
-    static double converted(In s, Numbers by)
-    {
-        return model::add(model::mul(static_cast<double>(s), by.scale), by.offset);
-    }
-    static void call(Fn* f, const In* in, std::uint64_t count, const double* taps,
-                     std::uint64_t last, std::int64_t* pos, double* re, double* im, double* out,
-                     Numbers by)
-    {
-        f(in, count, taps, last, pos, re, im, out, by.scale, by.offset);
-    }
-};
-struct c32 {
-    using In = float;
-    using Fn = decltype(fir_c32_alt);
-    static constexpr const char* name = "fir_c32_alt";
-    static double converted(In s, Numbers)
-    {
-        if (!model::is_nan(s))
-            return static_cast<double>(s);
-        const std::uint64_t b = bits_of(model::quieted(s));
-        return model::from_bits<double>((b >> 31) << 63 | model::Format<double>::exponent |
-                                        (b & model::Format<float>::mantissa) << 29);
-    }
-    static void call(Fn* f, const In* in, std::uint64_t count, const double* taps,
-                     std::uint64_t last, std::int64_t* pos, double* re, double* im, double* out,
-                     Numbers)
-    {
-        f(in, count, taps, last, pos, re, im, out);
-    }
-};
-struct c64 {
-    using In = double;
-    using Fn = decltype(fir_c64_alt);
-    static constexpr const char* name = "fir_c64_alt";
-    static double converted(In s, Numbers) { return s; }
-    static void call(Fn* f, const In* in, std::uint64_t count, const double* taps,
-                     std::uint64_t last, std::int64_t* pos, double* re, double* im, double* out,
-                     Numbers)
-    {
-        f(in, count, taps, last, pos, re, im, out);
-    }
-};
+using namespace fir_alt;
 
 constexpr Level step_levels[] = {Level::base, Level::sse2, Level::avx};
 
@@ -144,25 +95,11 @@ public:
 private:
     void expect(Level level, std::size_t from, std::size_t count)
     {
-        const std::size_t lanes = model::fir_lanes<double>(level);
+        fir_alt::Ring ring{taps_.data(), re_.data(), im_.data(), taps.data(),
+                           re.data(),    im.data(),  last,       pos};
         wanted.assign(2 * count, 0);
-        for (std::size_t k = 0; k < count; ++k) {
-            const auto p = static_cast<std::size_t>(pos);
-            const std::size_t first = last + 1 - p;
-            re[p] = F::converted(samples[2 * (from + k)], by);
-            im[p] = F::converted(samples[2 * (from + k) + 1], by);
-            const std::size_t h0 =
-                model::fir_head(re_.data() + p, im_.data() + p, taps_.data(), lanes);
-            const std::size_t h1 =
-                model::fir_head(re_.data(), im_.data(), taps_.data() + first, lanes);
-            const double a0 = model::fir_sum(re.data() + p, taps.data(), first, lanes, h0);
-            const double b0 = model::fir_sum(im.data() + p, taps.data(), first, lanes, h0);
-            const double a1 = model::fir_sum(re.data(), taps.data() + first, p, lanes, h1);
-            const double b1 = model::fir_sum(im.data(), taps.data() + first, p, lanes, h1);
-            wanted[2 * k] = model::add(a0, a1);
-            wanted[2 * k + 1] = model::add(b0, b1);
-            pos = pos == 0 ? static_cast<std::int64_t>(last) : pos - 1;
-        }
+        fir_alt::expect<F>(level, samples.data() + 2 * from, count, ring, wanted.data(), by);
+        pos = ring.pos;
     }
 
     Buffer<In> in_{2 * most_samples};

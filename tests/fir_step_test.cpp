@@ -1,5 +1,5 @@
 // tests/fir_step_test.cpp: fir_step_c32 and fir_step_c64, bit for bit at every level.
-#include "fir_step_model.h"
+#include "models/fir_step.h"
 #include "rig/buffer.h"
 #include "rig/call.h"
 #include "rig/data.h"

@@ -1,4 +1,5 @@
 // tests/mix_test.cpp: mix_f64, each variant bit for bit, and the AVX variant's fault.
+#include "models/mix.h"
 #include "rig/buffer.h"
 #include "rig/call.h"
 #include "rig/data.h"
@@ -11,37 +12,10 @@
 
 namespace {
 
-using rig::Edge;
-using rig::Level;
+using namespace mix;
 using Sizes = std::initializer_list<std::size_t>;
 
 constexpr Level levels[] = {Level::base, Level::sse2, Level::avx};
-
-struct Place {
-    std::size_t re, im, out; // modulo 64
-    Edge edge;
-};
-
-// --- The model -------------------------------------------------------------------------------
-
-/// Pairs that the AVX variant copies singly before its blocks, when all three share this offset.
-std::size_t single_pairs(std::size_t offset, std::size_t n)
-{
-    std::size_t k = 0;
-    while (k < n && (offset + 8 * k) % 32 != 0)
-        ++k;
-    return k;
-}
-
-/// Whether a block is reached by way of the single pairs: its aligned stores then fault, because
-/// out has moved 16 bytes for every 8 of re.
-bool faulty(Level level, const Place& at, std::size_t n)
-{
-    if (level != Level::avx || at.re % 32 == 0 || at.im % 32 != at.re % 32 ||
-        at.out % 32 != at.re % 32)
-        return false;
-    return n - single_pairs(at.re % 32, n) >= 4;
-}
 
 // --- The tests -------------------------------------------------------------------------------
 

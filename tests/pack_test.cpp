@@ -1,7 +1,7 @@
 // tests/pack_test.cpp: every variant of the five pack kernels against its model, bit for bit, and
 // what hosts know of them beyond that: which minmax kernel they ask, what is stored first, where
 // they fault.
-#include "pack_model.h"
+#include "models/pack.h"
 #include "rig/call.h"
 #include "rig/data.h"
 #include "vector_access.h"

@@ -1,8 +1,8 @@
 // tests/unpack_channels_test.cpp: every variant of unpack_alt_s16_f64 and unpack_cmb_s16_f64
 // against its model, bit for bit, and the faults of buffers that miss their preconditions.
+#include "models/unpack_channels.h"
 #include "rig/call.h"
 #include "rig/data.h"
-#include "rig/model.h"
 #include "vector_access.h"
 
 #include <array>
@@ -12,19 +12,14 @@
 
 namespace {
 
+using namespace unpack_channels;
 using rig::Edge;
-using rig::Level;
 using testing::AssertionFailure;
 using testing::AssertionResult;
 using testing::AssertionSuccess;
 
 constexpr std::size_t most = 200; // pairs
 std::size_t compared = 0;
-
-double converted(std::int16_t s, double scale, double offset)
-{
-    return model::add(model::mul(static_cast<double>(s), scale), offset);
-}
 
 double nan_of(std::uint64_t payload, bool quiet)
 {
@@ -50,49 +45,7 @@ std::vector<std::array<double, 2>> special_scales()
 
 std::uintptr_t address(const void* p) { return reinterpret_cast<std::uintptr_t>(p); }
 
-/// How many pairs come before the blocks, and whether the first block then faults.
-struct Plan {
-    std::size_t singles;
-    bool faults;
-};
-
 // --- Alternate -----------------------------------------------------------------------------------
-
-struct AltRow {
-    std::size_t width;   // bytes that both destinations are aligned to; 0: baseline
-    std::size_t walk_if; // src a multiple of this then: more singles
-    std::size_t walk_to; // until src is a multiple of this
-};
-
-AltRow alt_row(Level level)
-{
-    switch (level) {
-    case Level::base:
-        return {0, 0, 0};
-    case Level::sse2:
-    case Level::ssse3:
-        return {16, 4, 16};
-    case Level::avx:
-        return {32, 8, 32};
-    default:
-        throw "no such variant";
-    }
-}
-
-Plan alt_plan(Level level, std::uintptr_t src, std::uintptr_t dst0, std::uintptr_t dst1,
-              std::size_t n)
-{
-    const AltRow row = alt_row(level);
-    if (row.width == 0)
-        return {n, false};
-    std::size_t i = 0;
-    while (i < n && ((dst0 + 8 * i) % row.width != 0 || (dst1 + 8 * i) % row.width != 0))
-        ++i;
-    if ((src + 4 * i) % row.walk_if == 0)
-        while (i < n && (src + 4 * i) % row.walk_to != 0)
-            ++i;
-    return {i, n - i >= 4 && (dst0 + 8 * i) % row.width != 0};
-}
 
 class Alt {
 public:
@@ -321,34 +274,6 @@ void alt_aligned_accesses(Level level)
 }
 
 // --- Combined ------------------------------------------------------------------------------------
-
-std::size_t cmb_width(Level level)
-{
-    switch (level) {
-    case Level::base:
-        return 0;
-    case Level::sse2:
-        return 16;
-    case Level::avx:
-        return 32;
-    default:
-        throw "no such variant";
-    }
-}
-
-Plan cmb_plan(Level level, std::uintptr_t src0, std::uintptr_t src1, std::uintptr_t dst,
-              std::size_t n)
-{
-    const std::size_t width = cmb_width(level);
-    if (width == 0)
-        return {n, false};
-    std::size_t i = 0;
-    if (src0 % width == src1 % width)
-        while (i < n && (src0 + 2 * i) % width != 0)
-            ++i;
-    const bool aligned_stores = dst % width == 0; // looked at once, at entry
-    return {i, aligned_stores && n - i >= 8 && (dst + 16 * i) % width != 0};
-}
 
 class Cmb {
 public:

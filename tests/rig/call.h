@@ -6,16 +6,16 @@
 
 #include <functional>
 #include <gtest/gtest.h>
+#include <string>
 
 namespace rig {
 
 /// What a call did to the machine besides its results.
 struct Outcome {
-    int signal = 0;               // SIGSEGV, SIGILL... if it faulted, else 0
-    bool dirty_upper = false;     // upper halves of the vector registers in use afterwards
-    bool control_word = false;    // MXCSR control bits changed
-    bool direction = false;       // direction flag left set
-    bool saved_registers = false; // a callee-saved register changed
+    int signal = 0;            // SIGSEGV, SIGILL... if it faulted, else 0
+    bool dirty_upper = false;  // upper halves of the vector registers in use afterwards
+    bool control_word = false; // MXCSR control bits changed
+    std::string changed;       // callee-saved registers, stack, direction flag: rig/gate.h
 };
 
 /// Calls `body` with the upper halves of the vector registers made dirty first if `dirty`.

@@ -1,5 +1,6 @@
 #include "rig/copy.h"
 
+#include <algorithm>
 #include <cstring>
 #include <dlfcn.h>
 #include <elf.h>
@@ -16,9 +17,11 @@ constexpr unsigned char ud2_bytes[2] = {0x0f, 0x0b};
 
 int patched_copy(const ElfFile& file)
 {
+    const std::vector<std::size_t> sites = cpuid_sites(file);
+    if (sites.size() != 1)
+        throw std::runtime_error("cannot tell which bytes are the library's CPUID");
     std::vector<char> bytes = file.bytes;
-    for (const std::size_t site : cpuid_sites(file))
-        std::memcpy(bytes.data() + site, ud2_bytes, sizeof ud2_bytes);
+    std::memcpy(bytes.data() + sites.front(), ud2_bytes, sizeof ud2_bytes);
     const int fd = memfd_create("libsimd", MFD_CLOEXEC);
     if (fd < 0 || write(fd, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size()))
         throw std::runtime_error("cannot copy the library into memory");
@@ -27,15 +30,26 @@ int patched_copy(const ElfFile& file)
 
 } // namespace
 
+// The bytes may stand in another instruction's operand by chance: where the file has its symbols, only
+// the function that holds the instruction is searched.
 std::vector<std::size_t> cpuid_sites(const ElfFile& file)
 {
+    const auto is_cpuid = [](const ElfSymbol& symbol) {
+        return symbol.type == STT_FUNC && symbol.name.find("5cpuid") != std::string::npos;
+    };
+    const auto function = std::find_if(file.symbols.begin(), file.symbols.end(), is_cpuid);
     std::vector<std::size_t> sites;
     for (const ElfSection& s : file.sections) {
         if (s.type != SHT_PROGBITS || (s.flags & SHF_EXECINSTR) == 0)
             continue;
-        for (std::size_t at = s.offset; at + 1 < s.offset + s.size; ++at)
-            if (std::memcmp(file.bytes.data() + at, cpuid_bytes, 2) == 0)
+        for (std::size_t at = s.offset; at + 1 < s.offset + s.size; ++at) {
+            const std::uint64_t address = at - s.offset + s.address;
+            const bool elsewhere =
+                function != file.symbols.end() &&
+                (address < function->value || address >= function->value + function->size);
+            if (!elsewhere && std::memcmp(file.bytes.data() + at, cpuid_bytes, 2) == 0)
                 sites.push_back(at);
+        }
     }
     return sites;
 }

@@ -13,7 +13,7 @@
 
 namespace rig {
 
-/// File offsets of the bytes 0f a2 in a library's code.
+/// File offsets of the bytes 0f a2 in the library's function cpuid, or in all code of a stripped file.
 std::vector<std::size_t> cpuid_sites(const ElfFile& file);
 
 /// One loaded copy. Copies are independent: each has its own entries, as long as the program itself

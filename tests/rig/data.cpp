@@ -85,7 +85,8 @@ T floating(Random& random, Kind kind)
     }
     }
     static constexpr double scale[] = {1.0, 1.0, 1.0, 1e-3, 1e3, 1e-6};
-    return static_cast<T>((random.unit() * 2.0 - 1.0) * scale[random.below(std::size(scale))]);
+    const double value = random.unit() * 2.0 - 1.0; // first, with every compiler
+    return static_cast<T>(value * scale[random.below(std::size(scale))]);
 }
 
 template <class T>

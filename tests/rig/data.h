@@ -14,6 +14,13 @@ std::uint64_t seed();
 class Random {
 public:
     explicit Random(std::uint64_t stream) : state_(seed() * 0x9E3779B97F4A7C15U + stream) {}
+    /// The same numbers in every run.
+    static Random fixed(std::uint64_t state)
+    {
+        Random random(0);
+        random.state_ = state;
+        return random;
+    }
     std::uint64_t bits();
     std::uint64_t below(std::uint64_t n) { return bits() % n; }
     double unit(); // [0, 1)

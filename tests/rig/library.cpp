@@ -2,6 +2,7 @@
 
 #include "rig/copy.h"
 #include "rig/elf_file.h"
+#include "rig/gate.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -74,6 +75,7 @@ std::string Library::name_of(const void* address) const
 {
     if (address == nullptr)
         return "";
+    address = behind_gate(address);
     const auto value = static_cast<std::uint64_t>(static_cast<const char*>(address) - base_);
     for (const ElfSymbol& s : file().symbols)
         if (s.type == STT_FUNC && s.value == value)
@@ -118,12 +120,22 @@ void Library::release()
     intercepted_.clear();
 }
 
+void Library::gate_entries()
+{
+    for (const std::string& name : entry_names())
+        if (auto** const entry = static_cast<void**>(symbol(name.c_str())); *entry != nullptr)
+            *entry = gate_to(*entry);
+}
+
 Library& at(Level level)
 {
     static std::map<Level, std::unique_ptr<Library>> copies;
     auto& copy = copies[level];
-    if (!copy)
+    if (!copy) {
         copy = std::make_unique<Library>(Processor::at(level));
+        if (gates_at_entries)
+            copy->gate_entries();
+    }
     return *copy;
 }
 

@@ -54,6 +54,9 @@ public:
     /// Undoes all interceptions.
     void release();
 
+    /// From now on every entry leads through a gate (rig/gate.h), the library's own calls too.
+    void gate_entries();
+
     const char* base() const { return base_; }
 
 private:
@@ -70,6 +73,8 @@ private:
 
 /// The shared copy for a level; entries and imports are as loaded unless a test changed them.
 Library& at(Level level);
+/// Whether at() hands out copies with gates at their entries: for tests, not for times.
+inline bool gates_at_entries = false;
 
 /// "fill_f32_avx" from "_Z12fill_f32_avxPfmf".
 std::string unmangled(const std::string& symbol);

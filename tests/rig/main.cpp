@@ -8,5 +8,6 @@ int main(int argc, char** argv)
 {
     testing::InitGoogleTest(&argc, argv);
     std::cout << "library " << rig::shipped() << "\nLIBSIMD_SEED=" << rig::seed() << std::endl;
+    rig::gates_at_entries = true;
     return RUN_ALL_TESTS();
 }

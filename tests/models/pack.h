@@ -1,4 +1,4 @@
-// tests/pack_model.h: what the pack kernels do, element by element: which extremes they are told,
+// tests/models/pack.h: what the pack kernels do, element by element: which extremes they are told,
 // which step and offset follow, and which samples go singly and which in blocks.
 #pragma once
 

@@ -1,4 +1,4 @@
-// tests/fir_step_model.h: one sum of an FIR step, for the families that are made of it.
+// tests/models/fir_step.h: one sum of an FIR step, for the families that are made of it.
 #pragma once
 
 #include "rig/library.h"
