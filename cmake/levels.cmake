@@ -31,6 +31,7 @@ set(simd_kernel_flags
     -fno-math-errno             # no call beside an inlined instruction
     -fno-builtin                # no loop becomes memset or memcpy, no call is replaced
     -fvisibility=hidden         # the header gives the 53 names their default visibility
+    -fno-stack-protector        # nor does a distribution's flag add a call
     -fno-exceptions -fno-rtti -fno-threadsafe-statics)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     list(APPEND simd_kernel_flags -fno-tree-vectorize -fno-tree-loop-distribute-patterns)

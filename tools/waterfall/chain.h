@@ -1,0 +1,61 @@
+// tools/waterfall/chain.h: a recording through the kernels, and all that pictures and report need.
+#ifndef WATERFALL_CHAIN_H
+#define WATERFALL_CHAIN_H
+
+#include "waterfall/codes.h"
+#include "waterfall/levels.h"
+#include "waterfall/lines.h"
+#include "waterfall/settings.h"
+#include "waterfall/source.h"
+#include "waterfall/timings.h"
+
+#include <csignal>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace waterfall {
+
+struct Analysis {
+    Recording recording;
+    Settings settings;
+    std::uint64_t samples = 0; // read, at the recording's rate
+    std::uint64_t frames = 0;
+    bool interrupted = false;
+
+    double rate = 1;     // of the transformed samples, after decimation
+    double first_hz = 0; // frequency of bin 0
+    double bin_hz = 1;   // from bin to bin
+    double noise_hz = 1; // noise bandwidth of a bin: wider than bin_hz by the window
+    std::vector<float> mean_db, peak_db; // per bin, lowest frequency first, dBFS
+    std::vector<float> smooth_db;        // the mean, smoothed along the spectrum
+    double floor_db = 0;
+    Levels levels;
+    std::vector<Line> lines; // strongest first
+    Waterfall waterfall;
+    Timings timings;
+
+    /// Ends of the band shown: half a bin beyond the outermost bins.
+    [[nodiscard]] double low_hz() const { return first_hz - bin_hz / 2; }
+    [[nodiscard]] double high_hz() const
+    {
+        return low_hz() + bin_hz * static_cast<double>(mean_db.size());
+    }
+    /// Length of what was read.
+    [[nodiscard]] double seconds() const { return static_cast<double>(samples) / recording.rate; }
+    [[nodiscard]] double samples_per_second() const
+    {
+        return timings.total > 0 ? static_cast<double>(samples) / timings.total : 0.0;
+    }
+};
+
+/// Reads the source to its end, or until stop is set. progress is told the samples read so far.
+/// Throws Error for settings that cannot be and for an input shorter than one transform.
+Analysis analyse(Source& source, const Settings& settings,
+                 const std::function<void(std::uint64_t samples_done)>& progress,
+                 const volatile std::sig_atomic_t& stop);
+
+} // namespace waterfall
+
+#endif // WATERFALL_CHAIN_H

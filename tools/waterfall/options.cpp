@@ -1,0 +1,194 @@
+#include "waterfall/options.h"
+
+#include "waterfall/source_parts.h"
+#include "waterfall/units.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <fmt/format.h>
+#include <utility>
+
+namespace waterfall {
+namespace {
+
+constexpr const char* description = R"(
+simd-waterfall: pictures and figures of a radio recording.
+
+Reads samples, splits them into overlapping frames, transforms each, and draws
+a waterfall (frequency across, time down, power as colour) and a spectrum
+(mean, peak and floor). Prints the strongest lines. Without INPUT it shows a
+generated band, so it can be tried at once.
+)";
+
+constexpr const char* footer = R"(
+Numbers may end in k, M or G: --rate 2.4M is 2400000 samples per second.
+Levels are dB of full scale (dBFS): a carrier that just fits is at 0 dB.
+
+Formats of raw samples (I and Q interleaved, little-endian):
+  cu8   8-bit unsigned       cs8   8-bit signed      cs16  16-bit signed
+  cf32  32-bit float         cf64  64-bit float
+  s16, f32, f64  the same for one real channel
+
+Examples:
+  simd-waterfall                                   the generated band
+  simd-waterfall capture.sigmf-meta                SigMF says rate and frequency
+  simd-waterfall capture.cs16 --rate 2.4M --center 100.5M
+  simd-waterfall capture.wav --fft 4096 --json -   figures on standard output
+  simd-waterfall capture.cu8 --rate 2M --channel -100k --decimate 8
+  receiver | simd-waterfall - --format cu8 --rate 2M --waterfall now.png
+
+Ctrl-C ends the reading and shows what was read until then; a second one ends
+at once. Exit status: 0, 1 for an input or output that failed, 2 for options
+that cannot be, 130 after Ctrl-C.
+)";
+
+// An option that takes a number with a suffix.
+template <typename Target>
+CLI::Option* add_number(CLI::App& app, const std::string& name, Target& target,
+                        const std::string& text)
+{
+    const auto set = [&target, name](const std::string& value) {
+        const std::optional<double> number = parse_number(value);
+        if (!number)
+            throw Error(fmt::format("{}: '{}' is not a number", name, value));
+        target = *number;
+    };
+    return app.add_option_function<std::string>(name, set, text);
+}
+
+void add_input(CLI::App& app, Options& o)
+{
+    const char* group = "Input";
+    app.add_option("INPUT", o.request.input,
+                   "SigMF (NAME.sigmf-meta, NAME.sigmf-data or NAME),\n"
+                   "WAV and other sound files (two channels: I and Q),\n"
+                   "raw samples (NAME.cu8 .cs8 .cs16 .cf32 .cf64), or -\n"
+                   "for standard input")
+        ->option_text(" ")
+        ->group(group);
+    app.add_option("--format", o.request.format, "of raw samples; default: the file's extension")
+        ->option_text("NAME")
+        ->group(group);
+    add_number(app, "--rate", o.request.rate, "samples per second; default: what INPUT says, or 1")
+        ->option_text("S/s")
+        ->group(group);
+    add_number(app, "--center", o.request.center, "in the middle; default: what INPUT says, or 0")
+        ->option_text("HZ")
+        ->group(group);
+}
+
+void add_analysis(CLI::App& app, Settings& s)
+{
+    const char* group = "Analysis";
+    const auto add = [&](const char* name, auto& target, const char* what, const char* text) {
+        app.add_option(name, target, text)->option_text(what)->group(group);
+    };
+    add("--fft", s.fft, "N", "length of the transform, multiple of 16; default 2048");
+    add("--overlap", s.overlap, "SHARE", "of a frame that the next repeats; default 0.5");
+    add("--window", s.window, "NAME", "hann, hamming, blackman, flattop, rect; default hann");
+    add("--average", s.average, "SHARE",
+        "smooths the rows over time by y += SHARE * (x - y);\n"
+        "default 1: not at all");
+    add("--smooth", s.smooth, "N",
+        "taps of the smoothing along the spectrum, odd;\n"
+        "default 9");
+    add_number(app, "--channel", s.channel,
+               "shows only the channel this far from the middle,\n"
+               "filtered")
+        ->option_text("HZ")
+        ->group(group);
+    add("--decimate", s.decimate, "N", "keeps one of N samples of that channel; default 1");
+    add("--lines", s.lines, "N", "lines reported, strongest first; default 10");
+}
+
+struct Pictures {
+    std::string waterfall, spectrum;
+    bool none = false;
+};
+
+void add_output(CLI::App& app, Options& o, Pictures& pictures)
+{
+    const char* group = "Output";
+    app.add_option("--waterfall", pictures.waterfall, "default: NAME-waterfall.png in this folder")
+        ->option_text("FILE.png")
+        ->group(group);
+    app.add_option("--spectrum", pictures.spectrum, "default: NAME-spectrum.png in this folder")
+        ->option_text("FILE.png")
+        ->group(group);
+    app.add_flag("--no-pictures", pictures.none, "figures only")->group(group);
+    app.add_option("--rows", o.settings.rows, "rows of the waterfall, at least; default 600")
+        ->option_text("N")
+        ->group(group);
+    add_number(app, "--low", o.settings.low_db, "level of the darkest colour; default: from INPUT")
+        ->option_text("DB")
+        ->group(group);
+    add_number(app, "--high", o.settings.high_db,
+               "level of the brightest colour; default: from INPUT")
+        ->option_text("DB")
+        ->group(group);
+    app.add_option("--json", o.json, "all figures; - writes them to standard output")
+        ->option_text("FILE")
+        ->group(group);
+    app.add_flag("--quiet", o.quiet, "print nothing but errors")->group(group);
+}
+
+// Where the pictures go if nobody says it: the input's name, in the current folder.
+std::string picture_name(const std::string& input, const char* what)
+{
+    const std::string stem = input.empty() ? "generated" : input == "-" ? "stdin" : title_of(input);
+    return fmt::format("{}-{}.png", stem, what);
+}
+
+void choose_pictures(Options& o, const Pictures& pictures)
+{
+    if (pictures.none && !(pictures.waterfall.empty() && pictures.spectrum.empty()))
+        throw Error("--no-pictures: excludes --waterfall and --spectrum");
+    if (pictures.none)
+        return;
+    const auto chosen = [&](const std::string& given, const char* what) {
+        return given.empty() ? picture_name(o.request.input, what) : given;
+    };
+    o.waterfall = chosen(pictures.waterfall, "waterfall");
+    o.spectrum = chosen(pictures.spectrum, "spectrum");
+}
+
+void check_names(const Options& o)
+{
+    for (const auto& [one, other] :
+         {std::pair(&o.waterfall, &o.spectrum), std::pair(&o.waterfall, &o.json),
+          std::pair(&o.spectrum, &o.json)})
+        if (!one->empty() && *one == *other)
+            throw Error(*one + ": is the name of two outputs");
+}
+
+} // namespace
+
+std::optional<Options> parse_options(int argc, const char* const* argv)
+{
+    Options o;
+    Pictures pictures;
+    CLI::App app(std::string(description).substr(1), "simd-waterfall");
+    app.footer(std::string(footer).substr(1));
+    app.get_formatter()->column_width(24);
+    app.set_help_flag("-h,--help", "print this and exit");
+    app.set_version_flag("--version", std::string("simd-waterfall ") + LIBSIMD_VERSION,
+                         "print the version and exit");
+    add_input(app, o);
+    add_analysis(app, o.settings);
+    add_output(app, o, pictures);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& asked) { // --help, --version
+        app.exit(asked);
+        return std::nullopt;
+    } catch (const CLI::ParseError& error) {
+        throw Error(std::string(error.what()) + " (--help lists the options)");
+    }
+    choose_pictures(o, pictures);
+    check_names(o);
+    check_request(o.request);
+    o.settings.check();
+    return o;
+}
+
+} // namespace waterfall

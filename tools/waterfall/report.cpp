@@ -1,0 +1,145 @@
+#include "waterfall/report.h"
+
+#include "waterfall/axes.h"
+#include "waterfall/units.h"
+
+#include <cmath>
+#include <fmt/format.h>
+#include <iterator>
+
+namespace waterfall {
+
+namespace {
+
+using nlohmann::json;
+
+/// Two decimals are what a level is worth.
+double rounded(double db) { return std::round(db * 100) / 100; }
+
+json recording_json(const Analysis& a)
+{
+    const Recording& r = a.recording;
+    return {{"name", r.name},
+            {"kind", r.kind},
+            {"format", name(r.format)},
+            {"rate_hz", r.rate},
+            {"center_hz", r.center},
+            {"samples", a.samples},
+            {"seconds", a.seconds()},
+            {"assumed", r.assumed},
+            {"annotations", r.annotations.size()},
+            {"interrupted", a.interrupted}};
+}
+
+json settings_json(const Analysis& a)
+{
+    const Settings& s = a.settings;
+    json out = {{"fft", s.fft},
+                {"overlap", s.overlap},
+                {"window", s.window},
+                {"decimate", s.decimate},
+                {"average", s.average},
+                {"smooth", s.smooth},
+                {"bin_hz", a.bin_hz},
+                {"noise_bandwidth_hz", a.noise_hz},
+                {"low_hz", a.low_hz()},
+                {"high_hz", a.high_hz()},
+                {"frames", a.frames},
+                {"rows", a.waterfall.rows},
+                {"frames_per_row", a.waterfall.frames_per_row},
+                {"picture_low_dbfs", a.waterfall.low_db},
+                {"picture_high_dbfs", a.waterfall.high_db}};
+    out["channel_hz"] = s.channel ? json(*s.channel) : json(nullptr);
+    return out;
+}
+
+json levels_json(const Analysis& a)
+{
+    const Levels& l = a.levels;
+    json out = {{"mean_dbfs", rounded(l.mean_db)},
+                {"peak", l.peak},
+                {"peak_dbfs", l.peak > 0 ? json(rounded(20 * std::log10(l.peak))) : json(nullptr)},
+                {"clipped", l.clipped},
+                {"clipped_share", l.clipped_share()}};
+    if (bytes_per_sample(a.recording.format) == (is_complex(a.recording.format) ? 4 : 2))
+        out["mean_magnitude"] = l.mean_abs;
+    return out;
+}
+
+json line_json(const Line& line, double center)
+{
+    return {{"frequency_hz", line.frequency},
+            {"offset_hz", line.frequency - center},
+            {"level_dbfs", rounded(line.level_db)},
+            {"above_floor_db", rounded(line.above_db)},
+            {"power_dbfs", rounded(line.power_db)},
+            {"bandwidth_hz", line.bandwidth},
+            {"low_hz", line.low},
+            {"high_hz", line.high}};
+}
+
+double share(double part, double whole) { return whole > 0 ? part / whole : 0.0; }
+
+json timings_json(const Analysis& a)
+{
+    const Timings& t = a.timings;
+    return {{"seconds", t.total},
+            {"samples_per_second", a.samples_per_second()},
+            {"kernel_share", share(t.kernels, t.total)},
+            {"fft_share", share(t.fft, t.total)},
+            {"read_share", share(t.read, t.total)}};
+}
+
+std::string line_row(std::size_t number, const Line& line, double center)
+{
+    return fmt::format(
+        "{:>3}  {:>15}  {:>13}  {:>12}  {:>10.1f}  {:>9.1f}  {:>10.1f}\n", number,
+        frequency_text(line.frequency, 9), frequency_text(line.frequency - center, 5),
+        frequency_text(line.bandwidth, 4), line.power_db, line.level_db, line.above_db);
+}
+
+} // namespace
+
+json to_json(const Analysis& a)
+{
+    json lines = json::array();
+    for (const Line& line : a.lines)
+        lines.push_back(line_json(line, a.recording.center));
+    return {{"recording", recording_json(a)},
+            {"settings", settings_json(a)},
+            {"floor",
+             {{"level_dbfs", rounded(a.floor_db)},
+              {"density_dbfs_per_hz", rounded(a.floor_db - 10 * std::log10(a.noise_hz))}}},
+            {"levels", levels_json(a)},
+            {"lines", lines},
+            {"throughput", timings_json(a)}};
+}
+
+std::string table(const Analysis& a)
+{
+    std::string out;
+    const auto print = [&out](const std::string& line) { out += line + '\n'; };
+    print(fmt::format("{} samples, {}; {} frames in {} rows{}", a.samples,
+                      with_unit(std::round(a.seconds() * 1e6) / 1e6, "s"), a.frames,
+                      a.waterfall.rows, a.interrupted ? "; interrupted" : ""));
+    print(fmt::format("mean {:.1f} dBFS, peak {:.1f} dBFS, clipped {:.2g} %, floor {:.1f} dBFS in "
+                      "{} ({:.1f} dBFS/Hz)",
+                      a.levels.mean_db, 20 * std::log10(std::max(a.levels.peak, 1e-30)),
+                      100 * a.levels.clipped_share(), a.floor_db, frequency_text(a.noise_hz, 4),
+                      a.floor_db - 10 * std::log10(a.noise_hz)));
+    if (a.lines.empty())
+        print("no line stands out of the floor");
+    else
+        print(
+            "  #        frequency         offset     bandwidth  power dBFS  peak dBFS  over floor");
+    for (std::size_t i = 0; i < a.lines.size(); ++i)
+        out += line_row(i + 1, a.lines[i], a.recording.center);
+    const Timings& t = a.timings;
+    print(fmt::format("{:.2f} million samples per second; kernels {:.0f} %, FFTW {:.0f} %, reading "
+                      "{:.0f} % of {:.3f} s",
+                      a.samples_per_second() / 1e6, 100 * share(t.kernels, t.total),
+                      100 * share(t.fft, t.total), 100 * share(t.read, t.total), t.total));
+    return out;
+}
+
+} // namespace waterfall

@@ -1,0 +1,122 @@
+#include "waterfall/spectrum.h"
+
+#include "libsimd.h"
+#include "waterfall/error.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <numbers>
+#include <numeric>
+
+namespace waterfall {
+
+namespace {
+
+/// A sum of cosines with alternating signs.
+struct Window {
+    std::string_view name;
+    std::array<double, 5> terms;
+};
+
+constexpr std::array<Window, 5> windows{{
+    {"hann", {0.5, 0.5, 0.0, 0.0, 0.0}},
+    {"hamming", {0.54, 0.46, 0.0, 0.0, 0.0}},
+    {"blackman", {0.42, 0.5, 0.08, 0.0, 0.0}},
+    {"flattop", {0.21557895, 0.41663158, 0.277263158, 0.083578947, 0.006947368}},
+    {"rect", {1.0, 0.0, 0.0, 0.0, 0.0}},
+}};
+
+const Window* find_window(std::string_view name)
+{
+    const auto* const found = std::find_if(windows.begin(), windows.end(),
+                                           [&](const Window& w) { return w.name == name; });
+    return found == windows.end() ? nullptr : found;
+}
+
+double weight(const Window& window, double phase)
+{
+    double sum = 0;
+    double sign = 1;
+    for (std::size_t k = 0; k < window.terms.size(); ++k, sign = -sign)
+        sum += sign * window.terms[k] * std::cos(static_cast<double>(k) * phase);
+    return sum;
+}
+
+} // namespace
+
+bool is_window(std::string_view name) { return find_window(name) != nullptr; }
+
+std::string window_names()
+{
+    std::string names;
+    for (const Window& window : windows)
+        names.append(names.empty() ? "" : ", ").append(window.name);
+    return names;
+}
+
+std::vector<double> window_weights(std::string_view name, std::size_t size)
+{
+    const Window* const window = find_window(name);
+    if (window == nullptr)
+        throw Error("window \"" + std::string(name) + "\": there are " + window_names());
+    std::vector<double> weights(size);
+    const double step = 2.0 * std::numbers::pi / static_cast<double>(size);
+    for (std::size_t i = 0; i < size; ++i)
+        weights[i] = weight(*window, step * static_cast<double>(i));
+    const double sum = std::accumulate(weights.begin(), weights.end(), 0.0);
+    for (double& w : weights)
+        w /= sum;
+    return weights;
+}
+
+Spectrum::Spectrum(std::size_t fft, std::string_view window, bool real)
+    : real_(real), weights_(real ? fft : 2 * fft), in_(weights_.size()), out_(2 * fft + 2),
+      power_(real ? fft / 2 : fft)
+{
+    const std::vector<double> weights = window_weights(window, fft);
+    double squares = 0;
+    for (std::size_t i = 0; i < fft; ++i) {
+        squares += weights[i] * weights[i];
+        if (real)
+            weights_[i] = 2 * weights[i]; // half of a sine lies at the negative frequency
+        else
+            weights_[2 * i] = weights_[2 * i + 1] = weights[i];
+    }
+    noise_bins_ = squares * static_cast<double>(fft);
+
+    // Estimated, not measured: the same input gives the same bits in every run.
+    const int size = static_cast<int>(fft);
+    auto* const in = reinterpret_cast<fftw_complex*>(in_.data());
+    auto* const out = reinterpret_cast<fftw_complex*>(out_.data());
+    plan_.reset(real ? fftw_plan_dft_r2c_1d(size, in_.data(), out, FFTW_ESTIMATE)
+                     : fftw_plan_dft_1d(size, in, out, FFTW_FORWARD, FFTW_ESTIMATE));
+    if (!plan_)
+        throw Error("FFTW has no plan for length " + std::to_string(fft));
+}
+
+const Buffer<double>& Spectrum::power(const double* frame, Timings& timings)
+{
+    {
+        // Takes any alignment: the frame starts anywhere in the stream.
+        const Timed timed(timings.kernels);
+        mult_f64(in_.data(), frame, weights_.data(), weights_.size());
+    }
+    {
+        const Timed timed(timings.fft);
+        fftw_execute(plan_.get());
+    }
+    // Double precision: the vector variants of fft_abs_f32 do not keep every bin. The length is a
+    // multiple of 8, as every level of fft_abs_f64 needs.
+    const Timed timed(timings.kernels);
+    fft_abs_f64(out_.data(), power_.size(), power_.data());
+    if (real_) {
+        // A real transform is in order already: the kernel's exchange is undone.
+        double* const middle = power_.data() + power_.size() / 2;
+        std::swap_ranges(power_.data(), middle, middle);
+        power_[0] /= 4; // the zero frequency has no other half
+    }
+    return power_;
+}
+
+} // namespace waterfall

@@ -1,0 +1,52 @@
+// tools/waterfall/spectrum.h: window, transform and power of one frame.
+#ifndef WATERFALL_SPECTRUM_H
+#define WATERFALL_SPECTRUM_H
+
+#include "waterfall/buffer.h"
+#include "waterfall/timings.h"
+
+#include <fftw3.h>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace waterfall {
+
+bool is_window(std::string_view name);
+std::string window_names();
+
+/// `size` weights, periodic, their sum 1: a full-scale exponential on a bin has power 1 (0 dBFS).
+std::vector<double> window_weights(std::string_view name, std::size_t size);
+
+/// Power spectra, lowest frequency first. A complex frame gives `fft` bins, the zero frequency at
+/// fft / 2. A real frame gives fft / 2 bins from 0 on (the one at rate / 2 is left out), scaled so
+/// that a full-scale sine has power 1.
+class Spectrum {
+public:
+    Spectrum(std::size_t fft, std::string_view window, bool real);
+
+    [[nodiscard]] std::size_t bins() const { return power_.size(); }
+    /// Noise bandwidth of a bin, in bins.
+    [[nodiscard]] double noise_bins() const { return noise_bins_; }
+
+    /// frame: fft samples, interleaved where complex; any alignment. The result lasts until the
+    /// next call.
+    const Buffer<double>& power(const double* frame, Timings& timings);
+
+private:
+    struct Destroy {
+        void operator()(fftw_plan plan) const { fftw_destroy_plan(plan); }
+    };
+
+    bool real_;
+    double noise_bins_ = 1;
+    Buffer<double> weights_;  // one per part: doubled where complex
+    Buffer<double> in_, out_; // FFTW's
+    Buffer<double> power_;
+    std::unique_ptr<std::remove_pointer_t<fftw_plan>, Destroy> plan_;
+};
+
+} // namespace waterfall
+
+#endif // WATERFALL_SPECTRUM_H

@@ -1,0 +1,63 @@
+#include "waterfall/annotations.h"
+#include "waterfall/layout.h"
+#include "waterfall/pictures.h"
+#include "waterfall/png.h"
+
+#include <algorithm>
+
+namespace waterfall {
+
+namespace {
+
+/// Several columns share a pixel: the strongest is shown, or a thin line would come and go.
+void draw_rows(Canvas& canvas, const Plot& plot, const Waterfall& rows)
+{
+    const auto width = static_cast<std::size_t>(plot.width);
+    const int row_height = plot.height / static_cast<int>(rows.rows);
+    for (std::size_t r = 0; r < rows.rows; ++r) {
+        const std::uint8_t* const codes = rows.codes.data() + r * rows.columns;
+        const int top = plot.top + static_cast<int>(r) * row_height;
+        for (std::size_t x = 0; x < width; ++x) {
+            const std::size_t first = x * rows.columns / width;
+            const std::size_t last = std::max(first + 1, (x + 1) * rows.columns / width);
+            const std::uint8_t code = *std::max_element(codes + first, codes + last);
+            canvas.fill(plot.left + static_cast<int>(x), top, 1, row_height, colour_map()[code]);
+        }
+    }
+}
+
+void draw_bar(Canvas& canvas, const Plot& bar, const Axis& level)
+{
+    for (int y = 0; y < bar.height; ++y) {
+        const int code = 255 - y * 255 / (bar.height - 1);
+        canvas.fill(bar.left, bar.top + y, bar.width, 1,
+                    colour_map()[static_cast<std::size_t>(code)]);
+    }
+    draw_frame(canvas, bar);
+    for (const Tick& tick : level.ticks) {
+        const int y = bar.y_up(level, tick.value);
+        canvas.fill(bar.left + bar.width + 1, y, tick_length, 1, ink);
+        canvas.text(bar.left + bar.width + tick_length + 6, y + label_size / 2, tick.label,
+                    {ink, label_size});
+    }
+    canvas.text(bar.left, bar.top - 12, level.unit, {ink, label_size});
+}
+
+} // namespace
+
+std::vector<unsigned char> waterfall_png(const Analysis& analysis)
+{
+    const WaterfallLayout layout(analysis);
+    Canvas canvas(layout.width, layout.height, paper);
+    draw_title(canvas, layout.plot, analysis);
+    draw_rows(canvas, layout.plot, analysis.waterfall);
+    draw_annotations(canvas, layout.plot, layout.frequency, layout.time,
+                     analysis.recording.annotations);
+    draw_frame(canvas, layout.plot);
+    draw_frequencies(canvas, layout.plot, layout.frequency, analysis);
+    draw_y_axis(canvas, layout.plot, layout.time, "Time", true);
+    draw_bar(canvas, layout.bar, layout.level);
+    return encode_png(canvas);
+}
+
+} // namespace waterfall
