@@ -383,7 +383,11 @@ LIBSIMD_API extern unpack_cmb_s16_f64_fn* unpack_cmb_s16_f64;
 typedef uint8_t min_u8_fn(const uint8_t* p, size_t n);
 LIBSIMD_API extern min_u8_fn* min_u8;
 
-/** As min_u8, the largest byte. */
+/**
+ * As min_u8, the largest byte.
+ *
+ * @return   the maximum
+ */
 typedef uint8_t max_u8_fn(const uint8_t* p, size_t n);
 LIBSIMD_API extern max_u8_fn* max_u8;
 
@@ -396,7 +400,11 @@ LIBSIMD_API extern max_u8_fn* max_u8;
 typedef int16_t min_s16_fn(const int16_t* p, size_t n);
 LIBSIMD_API extern min_s16_fn* min_s16;
 
-/** As min_s16, the largest element. */
+/**
+ * As min_s16, the largest element.
+ *
+ * @return   the maximum
+ */
 typedef int16_t max_s16_fn(const int16_t* p, size_t n);
 LIBSIMD_API extern max_s16_fn* max_s16;
 
@@ -441,7 +449,11 @@ LIBSIMD_API extern minmax_s16_fn* minmax_s16;
 typedef float min_f32_fn(const float* p, size_t n);
 LIBSIMD_API extern min_f32_fn* min_f32;
 
-/** As min_f32, the largest float: maxsel for minsel throughout. */
+/**
+ * As min_f32, the largest float: maxsel for minsel throughout.
+ *
+ * @return   the maximum
+ */
 typedef float max_f32_fn(const float* p, size_t n);
 LIBSIMD_API extern max_f32_fn* max_f32;
 
@@ -465,6 +477,8 @@ LIBSIMD_API extern min_f64_fn* min_f64;
  *
  * - AVX skips the head: up to 3 elements before the first 32-byte boundary are not looked at, and
  *   the result is r, without h. Kept: hosts depend on it.
+ *
+ * @return   the maximum
  */
 typedef double max_f64_fn(const double* p, size_t n);
 LIBSIMD_API extern max_f64_fn* max_f64;

@@ -1,0 +1,12 @@
+/* min_s16: the lowest sample of a block. */
+#include "libsimd.h"
+
+#include <assert.h>
+
+int main(void)
+{
+    const int16_t samples[5] = {3, -700, 12, 0, 699};
+    const int16_t lowest = min_s16(samples, 5);
+    assert(lowest == -700);
+    return 0;
+}
