@@ -29,5 +29,3 @@ struct PlainLoops {
     decltype(::fir_c32_alt)* fir_c32_alt;
     decltype(::fir_c64_alt)* fir_c64_alt;
 };
-
-extern const PlainLoops plain_sse2, plain_sse3, plain_ssse3, plain_sse41, plain_avx, plain_avx2;

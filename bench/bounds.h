@@ -1,0 +1,32 @@
+// bench/bounds.h: the least cycles per element that a variant's contract and the processor leave, from
+// bench/bounds.txt: "kernel level aligned|unaligned cycles resource" in each line ("-": none is known),
+// # for remarks. Unaligned is one array an element off and the others aligned.
+#pragma once
+
+#include "bench/traits.h"
+
+#include <iosfwd>
+#include <map>
+#include <string>
+
+namespace bench {
+
+struct Bound {
+    double cycles;
+    std::string resource;
+};
+
+class Bounds {
+public:
+    /// Without a path: the table that was built in. Throws std::runtime_error for a line that is none.
+    explicit Bounds(const std::string& path);
+    /// That of a variant at a place; null where none is known.
+    const Bound* find(const std::string& kernel, const std::string& level, Place place) const;
+
+private:
+    void read(std::istream& in, const std::string& from);
+
+    std::map<std::string, Bound> all_; // by "kernel level aligned|unaligned"
+};
+
+} // namespace bench

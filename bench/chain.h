@@ -1,0 +1,70 @@
+// bench/chain.h: blocks of samples through one kernel or several, as hosts do it, and the same by
+// plain loops and by other libraries.
+#pragma once
+
+#include "bench/jobs.h"
+#include "bench/plain_builds.h"
+
+#include <functional>
+
+namespace bench {
+
+/// Somebody's way through a block: each call takes the next one.
+struct Work {
+    std::string name;
+    double apart; ///< from what the plain loops give, at most
+    std::function<void()> block;
+    std::function<std::vector<double>()> output; ///< of the block that was taken last
+};
+
+/// Makes everybody's work afresh: the plain loops' (the reference), ours, then the rivals'.
+using Field = std::function<std::vector<Work>()>;
+
+/// A row for it; results are checked before they are timed.
+Job chain_job(const Row& row, Field field);
+
+/// A row of the chain group.
+Row chain_row(const std::string& name, Level level, std::size_t size, std::size_t taps);
+
+inline constexpr std::size_t fixed_size = 4096; ///< of rows that show the cost of taps
+inline constexpr std::size_t fixed_taps = 32;   ///< of those that show the cost of length
+inline constexpr std::size_t chain_sizes[] = {256, 1024, 4096, 16384, 65536};
+
+std::vector<Job> fir_jobs(Library& library, const Selection& selection);
+std::vector<Job> smoothing_jobs(Library& library, const Selection& selection);
+std::vector<Job> quantising_jobs(Library& library, const Selection& selection);
+std::vector<Job> whole_jobs(Library& library, const Selection& selection);
+
+/// Two tones and noise, within -1 and 1.
+double sample(std::size_t i);
+/// A low-pass of unit gain; symmetric.
+template <class T>
+std::vector<T> low_pass(std::size_t count);
+/// The same without negative taps: powers stay powers.
+template <class T>
+std::vector<T> bell(std::size_t count);
+
+/// Whether nothing above this level serves any of these kernels here: other libraries stand there.
+bool is_highest(Library& library, const std::vector<std::string>& kernels, Level level);
+/// Levels at which one of the kernels has a variant of its own.
+std::vector<Level> levels_of(Library& library, const std::vector<std::string>& kernels);
+
+template <class T>
+std::vector<double> widened(const std::vector<T>& values)
+{
+    return std::vector<double>(values.begin(), values.end());
+}
+
+// What other libraries make of it; empty where they were not there when this was built.
+std::vector<Work> fir_of_others(std::size_t samples, std::size_t taps);
+std::vector<Work> smoothing_of_others(std::size_t samples, std::size_t taps);
+std::vector<Work> quantising_of_others(std::size_t samples);
+std::vector<Work> whole_of_others(std::size_t samples);
+
+/// What those do differently, for --peers.
+struct ChainPeer {
+    const char *chain, *library, *calls, *difference;
+};
+std::vector<ChainPeer> chain_peers();
+
+} // namespace bench

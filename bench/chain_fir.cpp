@@ -1,0 +1,86 @@
+// The streaming FIR: complex samples of three formats, the history in a ring.
+#include "bench/chain.h"
+
+#include <memory>
+#include <type_traits>
+
+namespace bench {
+namespace {
+
+constexpr std::size_t tap_counts[] = {8, 16, 32, 64, 128, 256, 512};
+
+template <class S>
+struct Stream {
+    Stream(std::size_t samples, std::size_t count)
+        : in(2 * samples), taps(low_pass<double>(count)), re(count), im(count), out(2 * samples)
+    {
+        for (std::size_t i = 0; i < in.size(); ++i)
+            in[i] = static_cast<S>(sample(i) * (std::is_integral_v<S> ? 32000.0 : 1.0));
+    }
+    std::vector<S> in;
+    std::vector<double> taps, re, im, out;
+    std::int64_t pos = 0;
+};
+
+template <class S, class Fn>
+Work work(const std::string& name, Fn* fir, std::size_t samples, std::size_t taps)
+{
+    const auto s = std::make_shared<Stream<S>>(samples, taps);
+    return {name, 1e-11,
+            [s, fir, samples] {
+                if constexpr (std::is_same_v<S, std::int16_t>)
+                    fir(s->in.data(), samples, s->taps.data(), s->taps.size() - 1, &s->pos,
+                        s->re.data(), s->im.data(), s->out.data(), 1.0 / 32768, 0.0);
+                else
+                    fir(s->in.data(), samples, s->taps.data(), s->taps.size() - 1, &s->pos,
+                        s->re.data(), s->im.data(), s->out.data());
+            },
+            [s] { return s->out; }};
+}
+
+template <class S, class Fn>
+void add(std::vector<Job>& jobs, Library& library, const Selection& selection,
+         const std::string& name, Fn* PlainLoops::*loop)
+{
+    const std::vector<std::string> step = {"fir_step_c64"};
+    const auto row = [&](Level level, std::size_t samples, std::size_t taps) {
+        const auto field = [=, &library] {
+            std::vector<Work> list = {
+                work<S>("reference", plain_reference().*loop, samples, taps),
+                work<S>("libsimd", library.function<Fn>(name, level), samples, taps)};
+            if (level != Level::base)
+                list.push_back(
+                    work<S>("baseline", library.function<Fn>(name, Level::base), samples, taps));
+            for (const PlainBuild& build : plain_builds())
+                if (build.level == set_of(level))
+                    list.push_back(work<S>(build.name(), build.loops->*loop, samples, taps));
+            if (std::is_same_v<S, float> && is_highest(library, step, level))
+                for (Work& other : fir_of_others(samples, taps))
+                    list.push_back(std::move(other));
+            return list;
+        };
+        jobs.push_back(chain_job(chain_row(name, level, samples, taps), field));
+    };
+    for (const Level level : levels_of(library, step)) {
+        if (!selection.wants(level))
+            continue;
+        for (const std::size_t taps : tap_counts)
+            row(level, fixed_size, taps);
+        for (const std::size_t samples : chain_sizes)
+            if (samples != fixed_size)
+                row(level, samples, fixed_taps);
+    }
+}
+
+} // namespace
+
+std::vector<Job> fir_jobs(Library& library, const Selection& selection)
+{
+    std::vector<Job> jobs;
+    add<std::int16_t>(jobs, library, selection, "fir_c16_alt", &PlainLoops::fir_c16_alt);
+    add<float>(jobs, library, selection, "fir_c32_alt", &PlainLoops::fir_c32_alt);
+    add<double>(jobs, library, selection, "fir_c64_alt", &PlainLoops::fir_c64_alt);
+    return jobs;
+}
+
+} // namespace bench

@@ -1,0 +1,78 @@
+// Smoothing along an array, ends replicated.
+#include "bench/chain.h"
+
+#include <memory>
+
+namespace bench {
+namespace {
+
+constexpr std::size_t tap_counts[] = {3, 5, 9, 17, 33, 65, 129};
+constexpr std::size_t odd_taps = 33; // of rows that show the cost of length
+
+template <class T>
+struct Smoothing {
+    Smoothing(std::size_t samples, std::size_t count)
+        : in(samples), taps(low_pass<T>(count)), out(samples)
+    {
+        for (std::size_t i = 0; i < samples; ++i)
+            in[i] = static_cast<T>(sample(i));
+    }
+    std::vector<T> in, taps, out;
+};
+
+template <class T, class Fn>
+Work work(const std::string& name, Fn* filter, std::size_t samples, std::size_t taps)
+{
+    const auto s = std::make_shared<Smoothing<T>>(samples, taps);
+    return {name, std::is_same_v<T, float> ? 1e-5 : 1e-13,
+            [s, filter] {
+                filter(s->in.data(), static_cast<std::int32_t>(s->in.size()), s->taps.data(),
+                       static_cast<std::int32_t>(s->taps.size()), s->out.data());
+            },
+            [s] { return widened(s->out); }};
+}
+
+template <class T, class Fn>
+void add(std::vector<Job>& jobs, Library& library, const Selection& selection,
+         const std::string& name, Fn* PlainLoops::*loop)
+{
+    const auto row = [&](Level level, std::size_t samples, std::size_t taps) {
+        const auto field = [=, &library] {
+            std::vector<Work> list = {
+                work<T>("reference", plain_reference().*loop, samples, taps),
+                work<T>("libsimd", library.variant<Fn>(name, level), samples, taps)};
+            if (level != Level::base)
+                list.push_back(
+                    work<T>("baseline", library.variant<Fn>(name, Level::base), samples, taps));
+            for (const PlainBuild& build : plain_builds())
+                if (build.level == set_of(level))
+                    list.push_back(work<T>(build.name(), build.loops->*loop, samples, taps));
+            if (std::is_same_v<T, float> && is_highest(library, {name}, level))
+                for (Work& other : smoothing_of_others(samples, taps))
+                    list.push_back(std::move(other));
+            return list;
+        };
+        jobs.push_back(chain_job(chain_row(name, level, samples, taps), field));
+    };
+    for (const Level level : levels_of(library, {name})) {
+        if (!selection.wants(level))
+            continue;
+        for (const std::size_t taps : tap_counts)
+            row(level, fixed_size, taps);
+        for (const std::size_t samples : chain_sizes)
+            if (samples != fixed_size)
+                row(level, samples, odd_taps);
+    }
+}
+
+} // namespace
+
+std::vector<Job> smoothing_jobs(Library& library, const Selection& selection)
+{
+    std::vector<Job> jobs;
+    add<float>(jobs, library, selection, "vfilter_f32", &PlainLoops::vfilter_f32);
+    add<double>(jobs, library, selection, "vfilter_f64", &PlainLoops::vfilter_f64);
+    return jobs;
+}
+
+} // namespace bench

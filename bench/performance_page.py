@@ -1,0 +1,293 @@
+"""The page docs/performance.md from one report of simd-bench; scripts/performance calls it."""
+import pathlib
+import subprocess
+
+LEVELS = ["base", "sse", "sse2", "sse3", "ssse3", "sse41", "avx", "avx2"]
+PLAIN = ["g++", "clang++", "g++ fast-math", "clang++ fast-math"]
+LIBRARIES = ["VOLK", "liquid-dsp", "Highway", "xsimd", "Eigen", "glibc"]
+PACKAGES = ["g++", "clang", "libbenchmark-dev", "libvolk2-dev", "libliquid-dev", "libhwy-dev",
+            "libxsimd-dev", "libeigen3-dev", "libc6"]
+BOUND, WIN = 1.10, 0.98  # above the one a variant falls short, below the other somebody else wins
+PICTURES = [("bars", "kernels.png", "Highest variants beside others, 16384 elements, aligned"),
+            ("chain", "chain.png", "Chains beside others"),
+            ("taps", "taps.png", "Samples per second against taps"),
+            ("lengths", "lengths.png", "Samples per second against the length of a call"),
+            ("threads", "threads.png", "One thread's time over several threads'")]
+
+HEAD = """# How fast, and beside whom
+
+One run of `simd-bench` on one machine, written down by `scripts/performance`; nothing here is
+edited by hand. Ratios are "times our time": above 1 we are faster. Each is the median of the
+rounds' ratios, all contestants of a row running in turns in one process. Cycles come from a
+chain of dependent multiplications, each said to last 3 cycles. The bounds hold for arrays in
+the first-level cache; how they were found: [limits.md](limits.md).
+"""
+
+NOT_MEASURED = """## What was measured, and what was not
+
+- Each result was checked before it was timed: against the plain loop, or against the header where a
+  variant is meant to differ. Sums were checked on up to 4 Ki elements, all else on up to 256 Ki.
+- Plain loops: the same source by both compilers at -O3 for the variant's own instruction set, with
+  contraction off, and again with -ffast-math, which gives up the promised bits.
+- Libraries stand beside the highest variant only: they choose their own instruction set. Those made
+  of headers (Highway, xsimd, Eigen) were compiled for AVX2 without fused products. `simd-bench
+  --peers` tells what each does differently. VOLK ran with its defaults, without its profile.
+- Data: finite random values. Branchy baselines meet the same data again and again, so short blocks
+  flatter their branch prediction.
+- Not measured: other processors, energy, several processes at once, first calls (page faults, cold
+  code), data with NaN or subnormal values.
+"""
+
+
+def first_line(command):
+    try:
+        text = subprocess.run(command, capture_output=True, text=True, check=True).stdout
+        return text.splitlines()[0]
+    except (OSError, subprocess.CalledProcessError, IndexError):
+        return None
+
+
+def versions():
+    lines = []
+    for package in PACKAGES:
+        version = first_line(["dpkg-query", "-W", "-f=${Version}", package])
+        if version:
+            lines.append(f"{package} {version}")
+    return lines
+
+
+def caches():
+    text = subprocess.run(["lscpu"], capture_output=True, text=True, check=False,
+                          env={"LC_ALL": "C", "PATH": "/usr/bin:/bin"}).stdout
+    return ", ".join(" ".join(line.replace(" cache", "").split()) for line in text.splitlines()
+                     if "cache:" in line)
+
+
+def size_text(n):
+    for shift, unit in ((20, "Mi"), (10, "Ki")):
+        if n >= 1 << shift and n % (1 << shift) == 0:
+            return f"{n >> shift} {unit}"
+    return str(n)
+
+
+def number(value, digits=2):
+    return "-" if not value else f"{value:.{digits}f}"
+
+
+def table(heading, rows):
+    lines = ["| " + " | ".join(heading) + " |",
+             "|" + "|".join(" --- " if i < 1 else " ---: " for i in range(len(heading))) + "|"]
+    return "\n".join(lines + ["| " + " | ".join(row) + " |" for row in rows]) + "\n"
+
+
+def rivals(row):
+    return {r["name"]: r["times_ours"] for r in row["rivals"]}
+
+
+def ratios(row, names):
+    found = rivals(row)
+    return [number(found[n]["median"]) if n in found else "" for n in names]
+
+
+def to_bound(row):
+    return row["cycles_per_element"]["median"] / row["bound"]["cycles_per_element"] \
+        if row["bound"] else None
+
+
+def highest(rows):
+    best = {}
+    for row in rows:
+        old = best.get(row["name"])
+        if old is None or LEVELS.index(row["level"]) > LEVELS.index(old["level"]):
+            best[row["name"]] = row
+    return list(best.values())
+
+
+class Page:
+    def __init__(self, report, reasons):
+        self.report = report
+        self.reasons = reasons
+        self.rows = [r for r in report["rows"] if not r["wrong"]]
+        self.kernels = [r for r in self.rows if r["group"] == "kernels"]
+        self.by_key = {r["key"]: r for r in self.rows}
+
+    def select(self, size, place="aligned", lengths="fixed"):
+        return [r for r in self.kernels
+                if (r["size"], r["place"], r["lengths"]) == (size, place, lengths)]
+
+    def machine(self):
+        m = self.report["machine"]
+        return "## The machine\n\n" + "".join(f"- {line}\n" for line in [
+            f'{m["processor"]}, {m["processors"]} processors; {caches()}',
+            f'{m["kernel"]}; load {m["load"]:.2f} at the start; a cycle of '
+            f'{m["nanoseconds_per_cycle"]:.4f} ns',
+            f'built by {self.report["compiler"]}; {", ".join(versions())}',
+            f'{self.report["started"]}; {self.report["rounds"]} rounds of '
+            f'{1e3 * self.report["seconds_per_round"]:g} ms per contestant (a third of the rounds '
+            'where one takes longer than half a second)'])
+
+    def beside_others(self):
+        names = ["baseline"] + PLAIN + LIBRARIES
+        text = "## Highest variants beside others\n"
+        for size in sorted({r["size"] for r in self.kernels}):
+            rows = highest(self.select(size))
+            shown = [n for n in names if any(n in rivals(r) for r in rows)]
+            text += f"\n### {size_text(size)} elements, aligned\n\n"
+            text += table(["kernel", "ns/element", "GB/s", "/bound", *shown],
+                          [[f'`{r["name"]}` {r["level"]}', number(r["ns_per_element"], 4),
+                            number(r["gigabytes_per_second"]), number(to_bound(r)),
+                            *ratios(r, shown)] for r in rows])
+        return text
+
+    def variants(self):
+        """Every variant: bound, and how near to it at each size and place."""
+        sizes = sorted({r["size"] for r in self.kernels})
+        text = ("## Every variant and its bound\n\nMeasured over bound by size, aligned (cycles "
+                "per element, c, where no bound is known); then, at 16 Ki, all arrays one element "
+                "off, and mutually misaligned, over the aligned time; and blocks of 64 with "
+                "shuffled lengths over fixed ones.\n\n")
+        rows, seen = [], set()
+        for row in self.kernels:
+            name, level = row["name"], row["level"]
+            if (name, level) in seen:
+                continue
+            seen.add((name, level))
+            at = lambda n, place="aligned", lengths="fixed": self.by_key.get(  # noqa: E731
+                f'kernels/{name}/{level}/{size_text(n).replace(" ", "")}/{place}/{lengths}')
+            middle = at(16384)
+
+            def over(other, one):
+                if not other or not one:
+                    return ""
+                return number(other["cycles_per_element"]["median"] /
+                              one["cycles_per_element"]["median"])
+            bound = row["bound"]
+            rows.append([f"`{name}` {level}",
+                         f'{bound["cycles_per_element"]:.4g}' if bound else "-",
+                         bound["resource"] if bound else "",
+                         *[self.near(at(n)) for n in sizes],
+                         over(at(16384, "together"), middle), over(at(16384, "crossed"), middle),
+                         over(at(64, lengths="shuffled"), at(64))])
+        return text + table(["variant", "bound, c/element", "held by", *map(size_text, sizes),
+                             "together", "crossed", "shuffled"], rows)
+
+    @staticmethod
+    def near(row):
+        if not row:
+            return ""
+        return (number(to_bound(row)) if row["bound"] else
+                number(row["cycles_per_element"]["median"], 3) + " c")
+
+    def short_of_bound(self):
+        rows = [r for r in self.select(16384) if r["bound"] and to_bound(r) > BOUND]
+        text = f"## Above {BOUND:.2f} of the bound at 16 Ki, aligned\n\n"
+        if not any(r["bound"] for r in self.kernels):
+            return text + "No bounds were known to this run.\n"
+        if not rows:
+            return text + "None.\n"
+        rows.sort(key=to_bound, reverse=True)
+        return text + "Why each falls short is in [limits.md](limits.md).\n\n" + table(
+            ["variant", "/bound", "bound held by"],
+            [[f'`{r["name"]}` {r["level"]}', number(to_bound(r)), r["bound"]["resource"]]
+             for r in rows])
+
+    def chains(self):
+        rows = [r for r in self.rows if r["group"] == "chain"]
+        if not rows:
+            return ""
+        names = ["baseline"] + PLAIN + LIBRARIES
+        shown = [n for n in names if any(n in rivals(r) for r in rows)]
+        return "## Chains\n\nMillion samples a second, and times our time.\n\n" + table(
+            ["chain", "samples a call", "taps", "MS/s", *shown],
+            [[f'{r["name"]} {r["level"]}', size_text(r["size"]), str(r["taps"] or ""),
+              number(1e3 / r["ns_per_element"], 1), *ratios(r, shown)] for r in rows])
+
+    def threads(self):
+        rows = [r for r in self.rows if r["group"] == "threads"]
+        if not rows:
+            return ""
+        sizes = sorted({r["size"] for r in rows})
+        names = list(dict.fromkeys((r["name"], r["level"]) for r in rows))
+        lookup = {(r["name"], r["size"]): r for r in rows}
+        return ("## Two threads on separate blocks\n\nOne thread's time over two threads', by "
+                "elements of a block: 2 is twice the work.\n\n") + table(
+            ["kernel", *[size_text(n) for n in sizes]],
+            [[f"`{name}` {level}", *[number(lookup[name, n]["rivals"][0]["times_ours"]["median"])
+                                     if (name, n) in lookup else "" for n in sizes]]
+             for name, level in names])
+
+    def reason(self, kernel, level, rival):
+        if level == "base" and kernel != "spec_log_f64":
+            return "the baseline is the definition: one element at a time, in order"
+        for name, who, why in self.reasons:
+            if name == kernel and (who in ("*", rival) or (who == "plain" and rival in PLAIN)):
+                return why
+        return "no reason is known: a shortfall"
+
+    def wins(self):
+        """A line per variant: who is faster beyond the spread, how often, and in the worst row."""
+        found = {}
+        for row in self.rows:
+            for name, ratio in rivals(row).items():
+                if row["group"] == "threads":
+                    continue
+                entry = found.setdefault((row["name"], row["level"]), {}).setdefault(name, [0, []])
+                entry[0] += 1
+                if ratio["median"] < WIN and ratio["high"] < 1:
+                    entry[1].append((ratio["median"], row))
+        lines = []
+        for (kernel, level), who in found.items():
+            won = {n: (total, rows) for n, (total, rows) in who.items() if rows}
+            if not won:
+                continue
+            worst, row = min((pair for _, rows in won.values() for pair in rows),
+                             key=lambda pair: pair[0])
+            where = [size_text(row["size"]), row["place"], row["lengths"]]
+            if row["taps"]:
+                where.append(f'{row["taps"]} taps')
+            lines.append([
+                f"`{kernel}` {level}",
+                "; ".join(f"{n} {min(r[0] for r in rows):.2f} ({len(rows)} of {total})"
+                          for n, (total, rows) in won.items()),
+                f'{worst:.2f} ({", ".join(where)})',
+                "; ".join(dict.fromkeys(self.reason(kernel, level, n) for n in won))])
+        text = (f"## Where somebody else is faster\n\nRows below {WIN} whose upper quartile is "
+                "below 1: the worst of each rival, and in how many of its rows; then the worst of "
+                "all.\n\n")
+        return text + (table(["variant", "who", "worst", "why"], lines) if lines else "Nowhere.\n")
+
+    def wrong(self):
+        lines = [f'- {r["key"]}: {r["wrong"]}\n' for r in self.report["rows"] if r["wrong"]]
+        lines += [f'- {r["key"]}: {text}\n' for r in self.report["rows"]
+                  for text in r["wrong_rivals"]]
+        return "## Wrong results\n\nNot timed.\n\n" + "".join(lines) if lines else ""
+
+    def text(self, pictures):
+        shown = "".join(f"![{title}](performance/{name})\n\n" for name, title in pictures)
+        parts = [HEAD, self.machine(), NOT_MEASURED, self.wrong(), shown, self.beside_others(),
+                 self.chains(), self.threads(), self.wins(), self.short_of_bound(), self.variants()]
+        return "\n".join(p.rstrip("\n") + "\n" for p in parts if p)
+
+
+def read_reasons(path):
+    reasons = []
+    for line in path.read_text(encoding="ascii").splitlines():
+        if line and not line.startswith("#"):
+            reasons.append(tuple(line.split(None, 2)))
+    return reasons
+
+
+def write(report, report_path, output, top):
+    folder = output / "performance"
+    folder.mkdir(exist_ok=True)
+    pictures = []
+    for kind, name, title in PICTURES:
+        done = subprocess.run([top / "bench" / "plot.py", report_path, folder / name, "--kind",
+                               kind], capture_output=True, text=True, check=False)
+        if done.returncode == 0:
+            pictures.append((name, title))
+        else:
+            (folder / name).unlink(missing_ok=True)
+            print(f"{name}: {done.stderr.strip()}")
+    page = Page(report, read_reasons(pathlib.Path(top, "bench", "reasons.txt")))
+    (output / "performance.md").write_text(page.text(pictures), encoding="ascii")
