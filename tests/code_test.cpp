@@ -53,10 +53,11 @@ public:
         const rig::ElfSection* text = elf_.section(".text");
         if (text == nullptr)
             throw std::runtime_error("no code in " + path);
+        text_ = *text;
         for (const rig::ElfSymbol& s : elf_.symbols)
             if (s.type == STT_FUNC && s.section != SHN_UNDEF && s.size != 0) {
                 Function f{rig::unmangled(s.name), s.value, s.value + s.size, {}};
-                decode(f, *text);
+                decode(f);
                 functions_.emplace(s.value, std::move(f));
             }
     }
@@ -78,16 +79,42 @@ public:
         return address < it->second.end ? &it->second : nullptr;
     }
     const std::map<std::uint64_t, Function>& functions() const { return functions_; }
+    std::uint64_t begin() const { return text_.address; }
+    std::uint64_t end() const { return text_.address + text_.size; }
+
+    /// What compilers and linkers put between functions: nop, xchg ax, ax, int3, zeros.
+    bool is_padding(std::uint64_t from, std::uint64_t to) const
+    {
+        while (from < to) {
+            Instruction i{};
+            if (byte(from) == 0) {
+                ++from;
+                continue;
+            }
+            if (!decode_one(i, from, to) || (i.decoded.meta.category != ZYDIS_CATEGORY_NOP &&
+                                             i.decoded.meta.category != ZYDIS_CATEGORY_WIDENOP &&
+                                             i.decoded.mnemonic != ZYDIS_MNEMONIC_INT3 &&
+                                             i.decoded.mnemonic != ZYDIS_MNEMONIC_XCHG))
+                return false;
+            from = i.next();
+        }
+        return true;
+    }
 
 private:
-    void decode(Function& f, const rig::ElfSection& text) const
+    char byte(std::uint64_t at) const { return elf_.bytes[text_.offset + (at - text_.address)]; }
+    bool decode_one(Instruction& i, std::uint64_t at, std::uint64_t end) const
+    {
+        i.address = at;
+        const char* bytes = elf_.bytes.data() + text_.offset + (at - text_.address);
+        return ZYAN_SUCCESS(
+            ZydisDecoderDecodeFull(&decoder_, bytes, end - at, &i.decoded, i.operands));
+    }
+    void decode(Function& f) const
     {
         for (std::uint64_t at = f.begin; at < f.end;) {
             Instruction i{};
-            i.address = at;
-            const char* bytes = elf_.bytes.data() + text.offset + (at - text.address);
-            if (!ZYAN_SUCCESS(
-                    ZydisDecoderDecodeFull(&decoder_, bytes, f.end - at, &i.decoded, i.operands)))
+            if (!decode_one(i, at, f.end))
                 throw std::runtime_error("cannot decode " + f.name);
             at = i.next();
             f.code.push_back(i);
@@ -95,6 +122,7 @@ private:
     }
 
     rig::ElfFile elf_;
+    rig::ElfSection text_;
     ZydisDecoder decoder_;
     std::map<std::uint64_t, Function> functions_;
 };
@@ -247,8 +275,18 @@ bool is_packed_arithmetic(const std::string& mnemonic)
     return list.contains(mnemonic);
 }
 
-/// Ways out of a function on which the upper halves may be dirty, taking them for dirty at entry.
-std::vector<std::uint64_t> dirty_exits(const Function& f)
+std::vector<std::uint64_t> dirty_exits(const Function& f, bool dirty_at_entry);
+
+/// What a call makes of the upper halves: as the local function it goes to leaves them; functions
+/// outside the library leave them as they are.
+bool dirty_after(const Instruction& call, bool dirty)
+{
+    const Function* callee = call.target() == 0 ? nullptr : code().around(call.target());
+    return callee == nullptr ? dirty : !dirty_exits(*callee, dirty).empty();
+}
+
+/// Ways out of a function on which the upper halves may be dirty.
+std::vector<std::uint64_t> dirty_exits(const Function& f, bool dirty_at_entry)
 {
     std::map<std::uint64_t, std::size_t> index;
     for (std::size_t i = 0; i < f.code.size(); ++i)
@@ -256,7 +294,7 @@ std::vector<std::uint64_t> dirty_exits(const Function& f)
     std::vector<std::uint64_t> exits;
     std::vector<char> reached_dirty(f.code.size(), 0);
     std::vector<char> reached_clean(f.code.size(), 0);
-    std::vector<std::pair<std::size_t, bool>> work = {{0, true}};
+    std::vector<std::pair<std::size_t, bool>> work = {{0, dirty_at_entry}};
     while (!work.empty()) {
         auto [i, dirty] = work.back();
         work.pop_back();
@@ -270,6 +308,8 @@ std::vector<std::uint64_t> dirty_exits(const Function& f)
         else if (in.writes_ymm())
             dirty = true;
         const auto category = in.decoded.meta.category;
+        if (category == ZYDIS_CATEGORY_CALL)
+            dirty = dirty_after(in, dirty);
         const bool returns = category == ZYDIS_CATEGORY_RET;
         const bool jumps =
             category == ZYDIS_CATEGORY_UNCOND_BR || category == ZYDIS_CATEGORY_COND_BR;
@@ -332,7 +372,7 @@ TEST_P(Variant, leaves_clear_upper_halves)
     const Function* f = code().named(GetParam());
     ASSERT_NE(f, nullptr) << "not in the library";
     if (level == Level::avx || level == Level::avx2) {
-        for (const std::uint64_t address : dirty_exits(*f))
+        for (const std::uint64_t address : dirty_exits(*f, true))
             ADD_FAILURE() << "dirty exit at " << std::hex << address;
     } else {
         for (const Instruction& in : f->code)
@@ -351,6 +391,41 @@ TEST_P(Variant, baseline_is_scalar)
 
 INSTANTIATE_TEST_SUITE_P(code, Variant, testing::ValuesIn(variant_names()),
                          [](const auto& variant) { return variant.param; });
+
+TEST(code, no_fused_products_anywhere)
+{
+    std::size_t seen = 0;
+    for (const auto& [address, f] : code().functions())
+        for (const Instruction& in : f.code) {
+            ++seen;
+            EXPECT_FALSE(in.mnemonic().starts_with("vfm") || in.mnemonic().starts_with("vfn"))
+                << f.name << ": " << in.mnemonic();
+        }
+    EXPECT_GT(seen, 5000U) << "hardly any code was read";
+}
+
+TEST(code, one_cpuid)
+{
+    std::vector<std::string> holders;
+    for (const auto& [address, f] : code().functions())
+        for (const Instruction& in : f.code)
+            if (in.decoded.mnemonic == ZYDIS_MNEMONIC_CPUID)
+                holders.push_back(f.name);
+    EXPECT_EQ(holders, std::vector<std::string>{"cpuid"});
+}
+
+TEST(code, all_of_it_belongs_to_named_functions)
+{
+    std::uint64_t at = code().begin();
+    const auto padded_to = [&](std::uint64_t next) {
+        EXPECT_TRUE(code().is_padding(at, next)) << "code without a name at " << std::hex << at;
+    };
+    for (const auto& [address, f] : code().functions()) {
+        padded_to(address);
+        at = std::max(at, f.end);
+    }
+    padded_to(code().end());
+}
 
 TEST(code, nothing_outside_the_variants_reaches_above_sse2)
 {

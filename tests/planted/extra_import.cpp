@@ -1,0 +1,5 @@
+// A function of libc that no kernel calls.
+#include <unistd.h>
+
+int extra_import();
+int extra_import() { return getpid(); }

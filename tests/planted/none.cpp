@@ -1,0 +1,1 @@
+// tests/planted/none.cpp: nothing; the planted libraries that only link differently.
