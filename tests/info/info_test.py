@@ -253,6 +253,9 @@ class ThisProcessor(unittest.TestCase):
                 self.assertEqual(stripped.pop("library"), str(copy))
                 whole = report(*arguments)
                 del whole["library"]
+                for answers in (stripped, whole):  # leaf 1 also tells the core it ran on
+                    for words in answers["cpuid"]:
+                        words["ebx"] &= 0x00FFFFFF if words["leaf"] == 1 else 0xFFFFFFFF
                 self.assertEqual(stripped, whole)
 
     def test_a_feature_taken_from_this_processor(self):
