@@ -6,6 +6,13 @@
 #include <gtest/gtest.h>
 #include <map>
 
+namespace proof {
+
+/// What GoogleTest calls a kernel in the lists of tests.
+static void PrintTo(const Kernel* kernel, std::ostream* list) { *list << kernel->name; }
+
+} // namespace proof
+
 namespace {
 
 using Recorded = std::map<std::string, std::uint64_t>; // by "entry level"
