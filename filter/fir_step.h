@@ -23,4 +23,11 @@ SIMD_INLINE bool same_offsets(const void* re, const void* im, const void* taps)
     return same_offset<Block>(re, im) && same_offset<Block>(re, taps);
 }
 
+/// Where the whole blocks from i on end: known in advance, so that the loop counts in i alone.
+template <std::size_t Lanes>
+SIMD_INLINE std::size_t end_of_blocks(std::size_t i, std::size_t n)
+{
+    return i + (n - i) / Lanes * Lanes;
+}
+
 #endif

@@ -29,10 +29,10 @@ void fir_step_c32_avx(const float* re, const float* im, const float* taps, size_
         if (same_offsets<32>(re, im, taps)) {
             for (; i != n && !aligned<32>(re + i); ++i)
                 add_products(re[i], im[i], taps[i], sum_re, sum_im);
-            for (; n - i >= 8; i += 8)
+            for (const size_t end = end_of_blocks<8>(i, n); i != end; i += 8)
                 add_block<Aligned>(re + i, im + i, taps + i, lanes_re, lanes_im);
         } else {
-            for (; n - i >= 8; i += 8)
+            for (const size_t end = end_of_blocks<8>(i, n); i != end; i += 8)
                 add_block<Unaligned>(re + i, im + i, taps + i, lanes_re, lanes_im);
         }
         sum_re = add(sum_lanes(lanes_re), sum_re);
@@ -63,10 +63,10 @@ void fir_step_c64_avx(const double* re, const double* im, const double* taps, si
         if (same_offsets<32>(re, im, taps)) {
             for (; i != n && !aligned<32>(re + i); ++i)
                 add_products(re[i], im[i], taps[i], sum_re, sum_im);
-            for (; n - i >= 4; i += 4)
+            for (const size_t end = end_of_blocks<4>(i, n); i != end; i += 4)
                 add_block<Aligned>(re + i, im + i, taps + i, lanes_re, lanes_im);
         } else {
-            for (; n - i >= 4; i += 4)
+            for (const size_t end = end_of_blocks<4>(i, n); i != end; i += 4)
                 add_block<Unaligned>(re + i, im + i, taps + i, lanes_re, lanes_im);
         }
         sum_re = add(sum_lanes(lanes_re), sum_re);

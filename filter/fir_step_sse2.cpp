@@ -29,10 +29,10 @@ void fir_step_c64_sse2(const double* re, const double* im, const double* taps, s
         if (same_offsets<16>(re, im, taps)) {
             for (; i != n && !aligned<16>(re + i); ++i)
                 add_products(re[i], im[i], taps[i], sum_re, sum_im);
-            for (; n - i >= 2; i += 2)
+            for (const size_t end = end_of_blocks<2>(i, n); i != end; i += 2)
                 add_block<Aligned>(re + i, im + i, taps + i, lanes_re, lanes_im);
         } else {
-            for (; n - i >= 2; i += 2)
+            for (const size_t end = end_of_blocks<2>(i, n); i != end; i += 2)
                 add_block<Unaligned>(re + i, im + i, taps + i, lanes_re, lanes_im);
         }
         sum_re = add(sum_lanes(lanes_re), sum_re);

@@ -4,7 +4,8 @@
 //   4 lanes  (L0 + L2) + (L1 + L3)
 //   8 lanes  ((L0 + L4) + (L2 + L6)) + ((L1 + L5) + (L3 + L7))
 //
-// Each wider form adds its upper half to its lower one and goes on as the narrower one.
+// Each wider form adds its upper half to its lower one and goes on as the narrower one. The last
+// sum is made among lanes, too: with scalars g++ moves the accumulators within the caller's loop.
 #ifndef LIBSIMD_FILTER_SUM_LANES_H
 #define LIBSIMD_FILTER_SUM_LANES_H
 
@@ -13,13 +14,13 @@
 SIMD_INLINE float sum_lanes(__m128 lanes)
 {
     const __m128 pairs = add(lanes, _mm_movehl_ps(lanes, lanes));
-    return add(_mm_cvtss_f32(pairs), _mm_cvtss_f32(_mm_shuffle_ps(pairs, pairs, 1)));
+    return _mm_cvtss_f32(add_low(pairs, _mm_shuffle_ps(pairs, pairs, 1)));
 }
 
 #ifdef __SSE2__
 SIMD_INLINE double sum_lanes(__m128d lanes)
 {
-    return add(_mm_cvtsd_f64(lanes), _mm_cvtsd_f64(_mm_unpackhi_pd(lanes, lanes)));
+    return _mm_cvtsd_f64(add_low(lanes, _mm_unpackhi_pd(lanes, lanes)));
 }
 #endif
 

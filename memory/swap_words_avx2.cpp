@@ -28,18 +28,19 @@ void swap_words_u32_avx2(const uint32_t* src, size_t n, uint32_t* dst)
         *dst++ = swap_halves(*src++);
 
     const __m256i order = Aligned::load256i(halves_exchanged);
-    for (; n >= 16; n -= 16, src += 16, dst += 16) {
-        swap_block(src, dst, order);
-        swap_block(src + 8, dst + 8, order);
+    std::size_t i = 0;
+    for (const std::size_t end = n / 16 * 16; i != end; i += 16) {
+        swap_block(src + i, dst + i, order);
+        swap_block(src + i + 8, dst + i + 8, order);
     }
-    if (n >= 8) {
-        swap_block(src, dst, order);
-        n -= 8, src += 8, dst += 8;
+    if (n - i >= 8) {
+        swap_block(src + i, dst + i, order);
+        i += 8;
     }
     _mm256_zeroupper();
 
     // Element k of the rest lands at 2k: gaps, and up to six words past the end; kept, hosts depend
     // on it.
-    for (; n != 0; --n, dst += 2)
-        *dst = swap_halves(*src++);
+    for (std::size_t at = i; i != n; ++i, at += 2)
+        dst[at] = swap_halves(src[i]);
 }

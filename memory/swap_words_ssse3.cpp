@@ -25,15 +25,16 @@ void swap_words_u32_ssse3(const uint32_t* src, size_t n, uint32_t* dst)
         *dst++ = swap_halves(*src++);
 
     const __m128i order = Aligned::load128i(halves_exchanged);
-    for (; n >= 8; n -= 8, src += 8, dst += 8) {
-        swap_block(src, dst, order);
-        swap_block(src + 4, dst + 4, order);
+    std::size_t i = 0;
+    for (const std::size_t end = n / 8 * 8; i != end; i += 8) {
+        swap_block(src + i, dst + i, order);
+        swap_block(src + i + 4, dst + i + 4, order);
     }
-    if (n >= 4) {
-        swap_block(src, dst, order);
-        n -= 4, src += 4, dst += 4;
+    if (n - i >= 4) {
+        swap_block(src + i, dst + i, order);
+        i += 4;
     }
 
-    for (; n != 0; --n)
-        *dst++ = swap_halves(*src++);
+    for (; i != n; ++i)
+        dst[i] = swap_halves(src[i]);
 }

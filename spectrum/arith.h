@@ -10,6 +10,7 @@
 //   sub(a, b)     a - b        div(a, b)     a / b
 //   minsel(a, b)  a if a < b, otherwise b
 //   maxsel(a, b)  a if a > b, otherwise b
+//   add_low(a, b)  a, with the lowest lane of b added to its own
 #ifndef LIBSIMD_SPECTRUM_ARITH_H
 #define LIBSIMD_SPECTRUM_ARITH_H
 
@@ -41,6 +42,7 @@ SIMD_PINNED(div, float, "divss")
 SIMD_PINNED(minsel, float, "minss")
 SIMD_PINNED(maxsel, float, "maxss")
 
+SIMD_PINNED(add_low, __m128, "addss")
 SIMD_PINNED(add, __m128, "addps")
 SIMD_PINNED(sub, __m128, "subps")
 SIMD_PINNED(mul, __m128, "mulps")
@@ -56,6 +58,7 @@ SIMD_PINNED(div, double, "divsd")
 SIMD_PINNED(minsel, double, "minsd")
 SIMD_PINNED(maxsel, double, "maxsd")
 
+SIMD_PINNED(add_low, __m128d, "addsd")
 SIMD_PINNED(add, __m128d, "addpd")
 SIMD_PINNED(sub, __m128d, "subpd")
 SIMD_PINNED(mul, __m128d, "mulpd")

@@ -15,6 +15,14 @@ SIMD_INLINE std::int16_t maxsel(std::int16_t a, std::int16_t b) { return a > b ?
 SIMD_INLINE int minsel(int a, int b) { return a < b ? a : b; }
 SIMD_INLINE int maxsel(int a, int b) { return a > b ? a : b; }
 
+#ifdef __SSE2__
+// Pinned for the instructions' sake: with the intrinsics g++ moves every result once more.
+SIMD_PINNED(min_u8_lanes, __m128i, "pminub")
+SIMD_PINNED(max_u8_lanes, __m128i, "pmaxub")
+SIMD_PINNED(min_s16_lanes, __m128i, "pminsw")
+SIMD_PINNED(max_s16_lanes, __m128i, "pmaxsw")
+#endif
+
 namespace {
 
 // What a kernel looks for. Bodies `of` are for scalars and for floating-point lanes; integer lanes
@@ -27,8 +35,8 @@ struct Min {
     }
     SIMD_INLINE int of(int a, int b) { return minsel(a, b); }
 #ifdef __SSE2__
-    SIMD_INLINE __m128i u8(__m128i a, __m128i b) { return _mm_min_epu8(a, b); }
-    SIMD_INLINE __m128i s16(__m128i a, __m128i b) { return _mm_min_epi16(a, b); }
+    SIMD_INLINE __m128i u8(__m128i a, __m128i b) { return min_u8_lanes(a, b); }
+    SIMD_INLINE __m128i s16(__m128i a, __m128i b) { return min_s16_lanes(a, b); }
 #endif
 #ifdef __AVX2__
     SIMD_INLINE __m256i u8(__m256i a, __m256i b) { return _mm256_min_epu8(a, b); }
@@ -44,8 +52,8 @@ struct Max {
     }
     SIMD_INLINE int of(int a, int b) { return maxsel(a, b); }
 #ifdef __SSE2__
-    SIMD_INLINE __m128i u8(__m128i a, __m128i b) { return _mm_max_epu8(a, b); }
-    SIMD_INLINE __m128i s16(__m128i a, __m128i b) { return _mm_max_epi16(a, b); }
+    SIMD_INLINE __m128i u8(__m128i a, __m128i b) { return max_u8_lanes(a, b); }
+    SIMD_INLINE __m128i s16(__m128i a, __m128i b) { return max_s16_lanes(a, b); }
 #endif
 #ifdef __AVX2__
     SIMD_INLINE __m256i u8(__m256i a, __m256i b) { return _mm256_max_epu8(a, b); }
