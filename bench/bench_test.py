@@ -122,7 +122,7 @@ class WholeRun(unittest.TestCase):
     def test_table_and_csv(self):
         self.assertEqual(self.complaints, "")  # no bar where there is no terminal
         count = len(self.report["rows"])
-        self.assertEqual(len(self.table.splitlines()), count + 1)
+        self.assertEqual(len(self.table.splitlines()), count + 2)
         with open(self.csv, encoding="ascii") as file:
             lines = file.read().splitlines()
         self.assertEqual(len(lines), count + 1)
@@ -194,6 +194,25 @@ class WholeRun(unittest.TestCase):
         wins = page[page.index("## Where somebody else"):page.index("## Above")]
         self.assertEqual(wins.count("\n| `"), 1)
         self.assertRegex(wins, r"`avg_f32` sse \| .* 0\.25 \(1 of \d+\) .*one vector of sums")
+        self.assertIn("No bounds were known", page)
+
+    def test_page_tells_of_bounds(self):
+        """One variant's rows planted above their bound, all others on it; the cores by name."""
+        report = copy.deepcopy(self.report)
+        report["machine"]["bounds_of"] = "Planted core"
+        for row in report["rows"]:
+            far = (row["name"], row["level"]) == ("mult_f64", "sse2")
+            row["bound"] = {"cycles_per_element": row["cycles_per_element"]["median"] / (1 + far),
+                            "resource": "planted"}
+        folder = pathlib.Path(self.folder.name, "bounds")
+        script = pathlib.Path(__file__).resolve().parent.parent / "scripts" / "performance"
+        subprocess.run([sys.executable, "-B", script, "--report", self.file(report), "--output",
+                        folder], check=True, capture_output=True, timeout=120)
+        page = (folder / "performance.md").read_text(encoding="ascii")
+        self.assertIn("bounds: those of Planted core", page)
+        short = page[page.index("## Above"):page.index("## Every")]
+        self.assertEqual(short.count("\n| `"), 1)
+        self.assertRegex(short, r"`mult_f64` sse2 \| 2.00 \| 64 \| planted \| \w+")
 
 
 class WrongResults(unittest.TestCase):
@@ -245,6 +264,16 @@ class Requests(unittest.TestCase):
                      "together", "crossed", "multiplications"):
             self.assertIn(word, text)
 
+    def test_manual_lists_the_options(self):
+        page = pathlib.Path(__file__).resolve().parent.parent / "docs" / "man" / "simd-bench.1"
+        manual = subprocess.run(["mandoc", "-T", "ascii", page], capture_output=True, text=True,
+                                check=True).stdout
+        listed = [set(re.findall(r"(?<![\w-])--?[a-z][\w-]*", " ".join(
+            line for line in text.splitlines() if re.match(r" +-", line))))
+            for text in (run("--help")[0], re.sub(r".\x08", "", manual))]
+        self.assertGreater(len(listed[0]), 20)
+        self.assertEqual(*listed)
+
     def test_peers(self):
         text, _ = run("--peers")
         self.assertRegex(text, r"memcpy_fast +glibc +memcpy")
@@ -275,8 +304,36 @@ class Requests(unittest.TestCase):
             row = json.loads(run(*here)[0])["rows"][0]
             self.assertEqual(row["bound"], {"cycles_per_element": 0.5,
                                             "resource": "one store a cycle"})
-            pathlib.Path(path).write_text("mult_f64 sse2 aligned soon\n")
-            self.assertIn("line 1", run(*here, status=2)[1])
+            for line in ("mult_f64 sse2 aligned soon\n", "processor AuthenticAMD 25 x Zen\n",
+                         "processor AuthenticAMD 25\n"):
+                pathlib.Path(path).write_text(line)
+                self.assertIn("line 1", run(*here, status=2)[1])
+
+    def test_bounds_hold_for_their_processor_only(self):
+        with open("/proc/cpuinfo", encoding="utf-8") as info:
+            text = info.read()
+        vendor, family, model = (re.search(rf"^{name}\s*: (\S+)", text, re.M)[1]
+                                 for name in ("vendor_id", "cpu family", "model"))
+        here = ["--filter", "mult_f64/sse2/64/aligned/fixed", *SHORT]
+        row = "mult_f64 sse2 aligned 0.5 store\n"
+        other = f"processor {vendor} {family} {int(model) + 1} Other core\n"
+        own = f"processor {vendor} {family} {int(model) + 1},0-{model} This core\n"
+        elsewhere = f"processor Elsewhere {family} {model} Else\n"
+        with tempfile.TemporaryDirectory() as folder:
+            path = os.path.join(folder, "bounds.txt")
+            for table, core in (
+                    (row, "any processor"), (other + row, None), (elsewhere + row, None),
+                    (own + row, "This core"), (own + row + other + row.replace("5", "7"),
+                                               "This core")):
+                pathlib.Path(path).write_text(table)
+                report = json.loads(run(*here, "--bounds", path, "--json", "-")[0])
+                self.assertEqual(report["machine"]["bounds_of"], core, table)
+                self.assertEqual(report["machine"]["cpuid"],
+                                 f"{vendor} family {family} model {model}")
+                bound = report["rows"][0]["bound"]
+                self.assertEqual(bound and bound["cycles_per_element"], core and 0.5, table)
+                shown = run(*here, "--bounds", path)[0]
+                self.assertIn(f"over the bounds of {core}" if core else "none is known", shown)
 
     def test_chain_and_threads(self):
         text, _ = run("--groups", "chain,threads", "--sizes", "64", *SHORT, "--json", "-",

@@ -65,6 +65,28 @@ Job chain_job(const Row& row, Field field)
     return {row, [row, field = std::move(field)] { return contest(row, field); }};
 }
 
+std::vector<Job> filter_jobs(Library& library, const Selection& selection, const std::string& name,
+                             const std::vector<std::string>& kernels,
+                             std::span<const std::size_t> tap_counts, std::size_t usual_taps,
+                             const Filtering& work)
+{
+    std::vector<Job> jobs;
+    for (const Level level : levels_of(library, kernels)) {
+        const auto add = [&](std::size_t samples, std::size_t taps) {
+            jobs.push_back(chain_job(chain_row(name, level, samples, taps),
+                                     [=] { return work(level, samples, taps); }));
+        };
+        if (!selection.wants(level))
+            continue;
+        for (const std::size_t taps : tap_counts)
+            add(fixed_size, taps);
+        for (const std::size_t samples : chain_sizes)
+            if (samples != fixed_size)
+                add(samples, usual_taps);
+    }
+    return jobs;
+}
+
 Row chain_row(const std::string& name, Level level, std::size_t size, std::size_t taps)
 {
     Row row;
@@ -81,6 +103,14 @@ double sample(std::size_t i)
     const double t = static_cast<double>(i);
     const double noise = static_cast<double>((i * 2654435761U) % 65536) / 65536.0 - 0.5;
     return 0.5 * std::sin(0.05 * t) + 0.2 * std::sin(1.3 * t) + 0.4 * noise;
+}
+
+std::vector<std::int16_t> coded_samples(std::size_t n)
+{
+    std::vector<std::int16_t> codes(2 * n);
+    for (std::size_t i = 0; i < codes.size(); ++i)
+        codes[i] = static_cast<std::int16_t>(sample(i) * 32000.0);
+    return codes;
 }
 
 template <class T>
@@ -121,7 +151,15 @@ bool is_highest(Library& library, const std::vector<std::string>& kernels, Level
 std::vector<Job> chain_jobs(Library& library, const Selection& selection)
 {
     std::vector<Job> jobs;
-    for (auto* const part : {fir_jobs, smoothing_jobs, quantising_jobs, whole_jobs})
+    for (auto* const part : {
+             fir_jobs,
+             smoothing_jobs,
+             quantising_jobs,
+             whole_jobs,
+#ifdef BENCH_HAVE_WATERFALL
+             waterfall_jobs,
+#endif
+         })
         for (Job& job : part(library, selection))
             if (selection.wants(job.row))
                 jobs.push_back(std::move(job));

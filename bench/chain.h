@@ -6,6 +6,8 @@
 #include "bench/plain_builds.h"
 
 #include <functional>
+#include <iterator>
+#include <span>
 
 namespace bench {
 
@@ -34,9 +36,29 @@ std::vector<Job> fir_jobs(Library& library, const Selection& selection);
 std::vector<Job> smoothing_jobs(Library& library, const Selection& selection);
 std::vector<Job> quantising_jobs(Library& library, const Selection& selection);
 std::vector<Job> whole_jobs(Library& library, const Selection& selection);
+std::vector<Job> waterfall_jobs(Library& library, const Selection& selection);
+
+/// Everybody's work at a level, on so many samples, with so many taps.
+using Filtering =
+    std::function<std::vector<Work>(Level level, std::size_t samples, std::size_t taps)>;
+
+/// Rows of a filter at each level of these kernels: every tap count at one length, then every
+/// length at one tap count.
+std::vector<Job> filter_jobs(Library& library, const Selection& selection, const std::string& name,
+                             const std::vector<std::string>& kernels,
+                             std::span<const std::size_t> tap_counts, std::size_t usual_taps,
+                             const Filtering& work);
+
+inline void append(std::vector<Job>& jobs, std::vector<Job> more)
+{
+    jobs.insert(jobs.end(), std::make_move_iterator(more.begin()),
+                std::make_move_iterator(more.end()));
+}
 
 /// Two tones and noise, within -1 and 1.
 double sample(std::size_t i);
+/// The same as 16-bit I/Q samples, n of them.
+std::vector<std::int16_t> coded_samples(std::size_t n);
 /// A low-pass of unit gain; symmetric.
 template <class T>
 std::vector<T> low_pass(std::size_t count);
@@ -60,6 +82,7 @@ std::vector<Work> fir_of_others(std::size_t samples, std::size_t taps);
 std::vector<Work> smoothing_of_others(std::size_t samples, std::size_t taps);
 std::vector<Work> quantising_of_others(std::size_t samples);
 std::vector<Work> whole_of_others(std::size_t samples);
+std::vector<Work> waterfall_of_others(std::size_t samples);
 
 /// What those do differently, for --peers.
 struct ChainPeer {

@@ -39,37 +39,26 @@ Work work(const std::string& name, Fn* fir, std::size_t samples, std::size_t tap
 }
 
 template <class S, class Fn>
-void add(std::vector<Job>& jobs, Library& library, const Selection& selection,
-         const std::string& name, Fn* PlainLoops::*loop)
+std::vector<Job> jobs_of(Library& library, const Selection& selection, const std::string& name,
+                         Fn* PlainLoops::*loop)
 {
-    const std::vector<std::string> step = {"fir_step_c64"};
-    const auto row = [&](Level level, std::size_t samples, std::size_t taps) {
-        const auto field = [=, &library] {
-            std::vector<Work> list = {
-                work<S>("reference", plain_reference().*loop, samples, taps),
-                work<S>("libsimd", library.function<Fn>(name, level), samples, taps)};
-            if (level != Level::base)
-                list.push_back(
-                    work<S>("baseline", library.function<Fn>(name, Level::base), samples, taps));
-            for (const PlainBuild& build : plain_builds())
-                if (build.level == set_of(level))
-                    list.push_back(work<S>(build.name(), build.loops->*loop, samples, taps));
-            if (std::is_same_v<S, float> && is_highest(library, step, level))
-                for (Work& other : fir_of_others(samples, taps))
-                    list.push_back(std::move(other));
-            return list;
-        };
-        jobs.push_back(chain_job(chain_row(name, level, samples, taps), field));
+    const std::vector<std::string> kernels = {"fir_step_c64"};
+    const auto field = [=, &library](Level level, std::size_t samples, std::size_t taps) {
+        std::vector<Work> list = {
+            work<S>("reference", plain_reference().*loop, samples, taps),
+            work<S>("libsimd", library.function<Fn>(name, level), samples, taps)};
+        if (level != Level::base)
+            list.push_back(
+                work<S>("baseline", library.function<Fn>(name, Level::base), samples, taps));
+        for (const PlainBuild& build : plain_builds())
+            if (build.level == set_of(level))
+                list.push_back(work<S>(build.name(), build.loops->*loop, samples, taps));
+        if (std::is_same_v<S, float> && is_highest(library, kernels, level))
+            for (Work& other : fir_of_others(samples, taps))
+                list.push_back(std::move(other));
+        return list;
     };
-    for (const Level level : levels_of(library, step)) {
-        if (!selection.wants(level))
-            continue;
-        for (const std::size_t taps : tap_counts)
-            row(level, fixed_size, taps);
-        for (const std::size_t samples : chain_sizes)
-            if (samples != fixed_size)
-                row(level, samples, fixed_taps);
-    }
+    return filter_jobs(library, selection, name, kernels, tap_counts, fixed_taps, field);
 }
 
 } // namespace
@@ -77,9 +66,10 @@ void add(std::vector<Job>& jobs, Library& library, const Selection& selection,
 std::vector<Job> fir_jobs(Library& library, const Selection& selection)
 {
     std::vector<Job> jobs;
-    add<std::int16_t>(jobs, library, selection, "fir_c16_alt", &PlainLoops::fir_c16_alt);
-    add<float>(jobs, library, selection, "fir_c32_alt", &PlainLoops::fir_c32_alt);
-    add<double>(jobs, library, selection, "fir_c64_alt", &PlainLoops::fir_c64_alt);
+    append(jobs,
+           jobs_of<std::int16_t>(library, selection, "fir_c16_alt", &PlainLoops::fir_c16_alt));
+    append(jobs, jobs_of<float>(library, selection, "fir_c32_alt", &PlainLoops::fir_c32_alt));
+    append(jobs, jobs_of<double>(library, selection, "fir_c64_alt", &PlainLoops::fir_c64_alt));
     return jobs;
 }
 

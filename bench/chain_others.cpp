@@ -72,6 +72,16 @@ std::vector<Work> whole_of_others([[maybe_unused]] std::size_t samples)
     };
 }
 
+std::vector<Work> waterfall_of_others([[maybe_unused]] std::size_t samples)
+{
+    return
+    {
+#if defined(BENCH_HAVE_VOLK) && defined(BENCH_HAVE_WATERFALL)
+        volk_waterfall(samples),
+#endif
+    };
+}
+
 std::vector<ChainPeer> chain_peers()
 {
     return {
@@ -83,6 +93,10 @@ std::vector<ChainPeer> chain_peers()
         {"quantise f32 to s16", "VOLK", "as in pack_f32_s16 and unpack_s16_f32", "seven passes"},
         {"whole chain", "VOLK", "all of these, 32fc_magnitude_squared, 32f_log2",
          "single precision throughout"},
+#ifdef BENCH_HAVE_WATERFALL
+        {"simd-waterfall", "VOLK", "a pass for each step, FFTW",
+         "single precision throughout; no levels of the samples; rows in whole decibels"},
+#endif
 #endif
 #ifdef BENCH_HAVE_LIQUID
         {"fir_c32_alt", "liquid-dsp", "firfilt_crcf_execute_block", "single precision throughout"},

@@ -20,6 +20,7 @@ Work volk_fir(std::size_t samples, std::size_t taps);
 Work volk_smoothing(std::size_t samples, std::size_t taps);
 Work volk_quantising(std::size_t samples);
 Work volk_whole(std::size_t samples);
+Work volk_waterfall(std::size_t samples);
 Work liquid_fir(std::size_t samples, std::size_t taps);
 Work liquid_smoothing(std::size_t samples, std::size_t taps);
 

@@ -2,6 +2,7 @@
 #include "bench/chain.h"
 
 #include <memory>
+#include <type_traits>
 
 namespace bench {
 namespace {
@@ -33,36 +34,26 @@ Work work(const std::string& name, Fn* filter, std::size_t samples, std::size_t 
 }
 
 template <class T, class Fn>
-void add(std::vector<Job>& jobs, Library& library, const Selection& selection,
-         const std::string& name, Fn* PlainLoops::*loop)
+std::vector<Job> jobs_of(Library& library, const Selection& selection, const std::string& name,
+                         Fn* PlainLoops::*loop)
 {
-    const auto row = [&](Level level, std::size_t samples, std::size_t taps) {
-        const auto field = [=, &library] {
-            std::vector<Work> list = {
-                work<T>("reference", plain_reference().*loop, samples, taps),
-                work<T>("libsimd", library.variant<Fn>(name, level), samples, taps)};
-            if (level != Level::base)
-                list.push_back(
-                    work<T>("baseline", library.variant<Fn>(name, Level::base), samples, taps));
-            for (const PlainBuild& build : plain_builds())
-                if (build.level == set_of(level))
-                    list.push_back(work<T>(build.name(), build.loops->*loop, samples, taps));
-            if (std::is_same_v<T, float> && is_highest(library, {name}, level))
-                for (Work& other : smoothing_of_others(samples, taps))
-                    list.push_back(std::move(other));
-            return list;
-        };
-        jobs.push_back(chain_job(chain_row(name, level, samples, taps), field));
+    const std::vector<std::string> kernels = {name};
+    const auto field = [=, &library](Level level, std::size_t samples, std::size_t taps) {
+        std::vector<Work> list = {
+            work<T>("reference", plain_reference().*loop, samples, taps),
+            work<T>("libsimd", library.variant<Fn>(name, level), samples, taps)};
+        if (level != Level::base)
+            list.push_back(
+                work<T>("baseline", library.variant<Fn>(name, Level::base), samples, taps));
+        for (const PlainBuild& build : plain_builds())
+            if (build.level == set_of(level))
+                list.push_back(work<T>(build.name(), build.loops->*loop, samples, taps));
+        if (std::is_same_v<T, float> && is_highest(library, kernels, level))
+            for (Work& other : smoothing_of_others(samples, taps))
+                list.push_back(std::move(other));
+        return list;
     };
-    for (const Level level : levels_of(library, {name})) {
-        if (!selection.wants(level))
-            continue;
-        for (const std::size_t taps : tap_counts)
-            row(level, fixed_size, taps);
-        for (const std::size_t samples : chain_sizes)
-            if (samples != fixed_size)
-                row(level, samples, odd_taps);
-    }
+    return filter_jobs(library, selection, name, kernels, tap_counts, odd_taps, field);
 }
 
 } // namespace
@@ -70,8 +61,8 @@ void add(std::vector<Job>& jobs, Library& library, const Selection& selection,
 std::vector<Job> smoothing_jobs(Library& library, const Selection& selection)
 {
     std::vector<Job> jobs;
-    add<float>(jobs, library, selection, "vfilter_f32", &PlainLoops::vfilter_f32);
-    add<double>(jobs, library, selection, "vfilter_f64", &PlainLoops::vfilter_f64);
+    append(jobs, jobs_of<float>(library, selection, "vfilter_f32", &PlainLoops::vfilter_f32));
+    append(jobs, jobs_of<double>(library, selection, "vfilter_f64", &PlainLoops::vfilter_f64));
     return jobs;
 }
 

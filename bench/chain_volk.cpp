@@ -1,38 +1,11 @@
 // The chains by VOLK, in single precision: it has no double filters.
-#include "bench/chain_others.h"
+#include "bench/chain_volk.h"
 
-#include <algorithm>
 #include <cstring>
 #include <memory>
-#include <volk/volk.h>
 
 namespace bench {
 namespace {
-
-template <class T>
-class Volk { // an array from VOLK's own allocator: its kernels fault on taps that are not aligned
-public:
-    explicit Volk(std::size_t n)
-        : n_(n), data_(static_cast<T*>(volk_malloc(n * sizeof(T), volk_get_alignment())))
-    {
-        std::fill(data_, data_ + n, T{});
-    }
-    explicit Volk(const std::vector<T>& from) : Volk(from.size())
-    {
-        std::copy(from.begin(), from.end(), data_);
-    }
-    ~Volk() { volk_free(data_); }
-    Volk(const Volk&) = delete;
-    Volk& operator=(const Volk&) = delete;
-    T* data() const { return data_; }
-    std::size_t size() const { return n_; }
-
-private:
-    std::size_t n_;
-    T* data_;
-};
-
-unsigned count(std::size_t n) { return static_cast<unsigned>(n); }
 
 /// The newest samples of the last block stand before the next one.
 struct VolkFir {

@@ -26,6 +26,7 @@ public:
 struct Turn {
     const Contestant* contestant;
     std::int64_t calls;
+    double seconds = 0; ///< that they take, about
 };
 
 constexpr double long_round = 0.5; ///< seconds; a third of the rounds must do then
@@ -45,23 +46,24 @@ std::vector<double> run(const std::vector<Turn>& turns)
     return times.seconds;
 }
 
-std::int64_t calls_for(const Contestant& contestant, std::size_t turns, double seconds)
+/// How many calls fill a round. A length that seems enough is taken twice and the shorter believed: one
+/// that something else has stretched would leave too few calls, and the timer's own cost in each.
+Turn turn_for(const Contestant& contestant, std::size_t turns, double seconds)
 {
+    constexpr double never_stretched = 0.05; // seconds
     const auto unit = static_cast<std::int64_t>(turns);
     for (std::int64_t calls = unit;; calls *= 8) {
-        const double call = run({{&contestant, calls}}).front();
-        if (call * static_cast<double>(calls) > seconds / 16 || calls > (std::int64_t{1} << 40))
-            return unit *
-                   std::max(std::int64_t{1},
-                            static_cast<std::int64_t>(seconds / call / static_cast<double>(unit)));
+        double call = run({{&contestant, calls}}).front();
+        const double length = call * static_cast<double>(calls);
+        if (length > seconds / 16 && length < never_stretched)
+            call = std::min(call, run({{&contestant, calls}}).front());
+        if (call * static_cast<double>(calls) > seconds / 16 || calls > (std::int64_t{1} << 40)) {
+            const auto fitting =
+                static_cast<std::int64_t>(seconds / call / static_cast<double>(unit));
+            const std::int64_t chosen = unit * std::max(std::int64_t{1}, fitting);
+            return {&contestant, chosen, call * static_cast<double>(chosen)};
+        }
     }
-}
-
-double round_length(const std::vector<Turn>& turns)
-{
-    const auto start = std::chrono::steady_clock::now();
-    run(turns);
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
 Spread spread(std::vector<double> list)
@@ -106,9 +108,12 @@ Row measure(const Contest& contest, const Pace& pace)
     if (field == 0)
         return row;
     std::vector<Turn> turns;
-    for (const Contestant& c : contest.field)
-        turns.push_back({&c, calls_for(c, contest.turns, pace.seconds)});
-    const int rounds = round_length(turns) < long_round ? pace.rounds : (pace.rounds + 2) / 3;
+    double round_length = 0;
+    for (const Contestant& c : contest.field) {
+        turns.push_back(turn_for(c, contest.turns, pace.seconds));
+        round_length += turns.back().seconds;
+    }
+    const int rounds = round_length < long_round ? pace.rounds : (pace.rounds + 2) / 3;
 
     std::vector<std::vector<double>> ns(field);
     std::vector<double> cycles;

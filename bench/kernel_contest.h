@@ -56,6 +56,7 @@ struct Kernel {
                 const std::vector<std::size_t>& lengths) const
     {
         std::vector<std::size_t> counts;
+        counts.reserve(lengths.size());
         for (const std::size_t n : lengths)
             counts.push_back(counted(n));
         return [function, &arrays, s, counts, call = call](benchmark::State& state) {

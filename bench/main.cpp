@@ -52,11 +52,14 @@ void set_bound(bench::Row& row, const bench::Bounds& bounds)
 bench::Report measured(const bench::Options& options)
 {
     bench::Library library(options.library);
-    const bench::Bounds bounds(options.bounds);
+    const bench::Bounds bounds(options.bounds, bench::processor_at_hand());
     const std::vector<bench::Job> jobs = jobs_of(options, library);
     if (jobs.empty())
         throw std::invalid_argument("no row is named so; --list shows all");
     bench::Report report = bench::describe_machine(options.pace, library.path());
+    report.core = bounds.core();
+    if (has_table(options))
+        std::cout << bench::bounds_line(report);
     bench::Progress progress(jobs.size(), !options.quiet);
     std::string group;
     for (const bench::Job& job : jobs) {
@@ -77,6 +80,8 @@ bench::Report earlier(const bench::Options& options)
 {
     bench::Report report = bench::read_report(options.from);
     std::string group;
+    if (has_table(options))
+        std::cout << bench::bounds_line(report);
     if (has_table(options))
         for (const bench::Row& row : report.rows)
             print(row, group);

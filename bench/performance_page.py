@@ -13,14 +13,26 @@ PICTURES = [("bars", "kernels.png", "Highest variants beside others, 16384 eleme
             ("taps", "taps.png", "Samples per second against taps"),
             ("lengths", "lengths.png", "Samples per second against the length of a call"),
             ("threads", "threads.png", "One thread's time over several threads'")]
+CHAINS = """Blocks of samples as hosts take them:
+
+- `fir_c16_alt`, `fir_c32_alt`, `fir_c64_alt`: a stream through a filter of real taps, its history kept.
+- `vfilter_f32`, `vfilter_f64`: an array smoothed.
+- `quantise`: packed by the block's own range, and restored.
+- `whole chain`: filtered, quantised, restored, to powers, smoothed, to decibels.
+- `simd-waterfall`: that program's own chain (its default settings) from 16-bit samples in memory to the
+  codes of its picture: unpacking, levels, window, FFTW, power, mean, peak and rows, floor, lines,
+  decibels, codes; reading files and drawing left out. Beside it the same program with its kernels
+  replaced by plain loops. VOLK's is another program: those steps that make spectra and rows, in
+  single precision, without levels, floor and lines, its arrays and plan made once.
+"""
 
 HEAD = """# How fast, and beside whom
 
 One run of `simd-bench` on one machine, written down by `scripts/performance`; nothing here is
 edited by hand. Ratios are "times our time": above 1 we are faster. Each is the median of the
 rounds' ratios, all contestants of a row running in turns in one process. Cycles come from a
-chain of dependent multiplications, each said to last 3 cycles. The bounds hold for arrays in
-the first-level cache; how they were found: [limits.md](limits.md).
+chain of dependent multiplications, each said to last 3 cycles. The bounds hold for one kind of
+processor and for arrays in the first-level cache; how they were found: [limits.md](limits.md).
 """
 
 NOT_MEASURED = """## What was measured, and what was not
@@ -34,6 +46,8 @@ NOT_MEASURED = """## What was measured, and what was not
   --peers` tells what each does differently. VOLK ran with its defaults, without its profile.
 - Data: finite random values. Branchy baselines meet the same data again and again, so short blocks
   flatter their branch prediction.
+- At 64 elements the end of a call overlaps the next: where the bound is a chain of results that wait
+  for each other, such rows may lie below it.
 - Not measured: other processors, energy, several processes at once, first calls (page faults, cold
   code), data with NaN or subnormal values.
 """
@@ -74,9 +88,10 @@ def number(value, digits=2):
     return "-" if not value else f"{value:.{digits}f}"
 
 
-def table(heading, rows):
+def table(heading, rows, texts=(0,)):
+    """texts: the columns that are no numbers."""
     lines = ["| " + " | ".join(heading) + " |",
-             "|" + "|".join(" --- " if i < 1 else " ---: " for i in range(len(heading))) + "|"]
+             "|" + "|".join(" --- " if i in texts else " ---: " for i in range(len(heading))) + "|"]
     return "\n".join(lines + ["| " + " | ".join(row) + " |" for row in rows]) + "\n"
 
 
@@ -118,7 +133,9 @@ class Page:
     def machine(self):
         m = self.report["machine"]
         return "## The machine\n\n" + "".join(f"- {line}\n" for line in [
-            f'{m["processor"]}, {m["processors"]} processors; {caches()}',
+            f'{m["processor"]} ({m["cpuid"]}), {m["processors"]} processors; {caches()}',
+            f'bounds: those of {m["bounds_of"]}' if m["bounds_of"] else
+            'bounds: none are known for this processor',
             f'{m["kernel"]}; load {m["load"]:.2f} at the start; a cycle of '
             f'{m["nanoseconds_per_cycle"]:.4f} ns',
             f'built by {self.report["compiler"]}; {", ".join(versions())}',
@@ -169,7 +186,7 @@ class Page:
                          over(at(16384, "together"), middle), over(at(16384, "crossed"), middle),
                          over(at(64, lengths="shuffled"), at(64))])
         return text + table(["variant", "bound, c/element", "held by", *map(size_text, sizes),
-                             "together", "crossed", "shuffled"], rows)
+                             "together", "crossed", "shuffled"], rows, (0, 2))
 
     @staticmethod
     def near(row):
@@ -179,17 +196,30 @@ class Page:
                 number(row["cycles_per_element"]["median"], 3) + " c")
 
     def short_of_bound(self):
-        rows = [r for r in self.select(16384) if r["bound"] and to_bound(r) > BOUND]
-        text = f"## Above {BOUND:.2f} of the bound at 16 Ki, aligned\n\n"
+        """The variants that no size brings near their bound, and why."""
+        text = (f"## Above {BOUND:.2f} of the bound\n\nAt the size that comes nearest to it, aligned: "
+                "short calls are their beginnings and ends, long arrays are out of the cache.\n\n")
         if not any(r["bound"] for r in self.kernels):
             return text + "No bounds were known to this run.\n"
-        if not rows:
-            return text + "None.\n"
-        rows.sort(key=to_bound, reverse=True)
-        return text + "Why each falls short is in [limits.md](limits.md).\n\n" + table(
-            ["variant", "/bound", "bound held by"],
-            [[f'`{r["name"]}` {r["level"]}', number(to_bound(r)), r["bound"]["resource"]]
-             for r in rows])
+        nearest = {}
+        for row in self.kernels:
+            if row["bound"] and (row["place"], row["lengths"]) == ("aligned", "fixed"):
+                old = nearest.get((row["name"], row["level"]))
+                if old is None or to_bound(row) < to_bound(old):
+                    nearest[row["name"], row["level"]] = row
+        rows = sorted((r for r in nearest.values() if to_bound(r) > BOUND), key=to_bound,
+                      reverse=True)
+        text += f"{len(nearest) - len(rows)} of {len(nearest)} variants are nearer.\n\n"
+        return text + table(
+            ["variant", "/bound", "elements", "bound held by", "why"],
+            [[f'`{r["name"]}` {r["level"]}', number(to_bound(r)), size_text(r["size"]),
+              r["bound"]["resource"], self.shortfall(r)] for r in rows], (0, 3, 4))
+
+    def shortfall(self, row):
+        for name, who, why in self.reasons:
+            if name == row["name"] and who in ("bound", f'{row["level"]}-bound'):
+                return why
+        return "no reason is known: a shortfall"
 
     def chains(self):
         rows = [r for r in self.rows if r["group"] == "chain"]
@@ -197,7 +227,7 @@ class Page:
             return ""
         names = ["baseline"] + PLAIN + LIBRARIES
         shown = [n for n in names if any(n in rivals(r) for r in rows)]
-        return "## Chains\n\nMillion samples a second, and times our time.\n\n" + table(
+        return f"## Chains\n\n{CHAINS}\nMillion samples a second, and times our time.\n\n" + table(
             ["chain", "samples a call", "taps", "MS/s", *shown],
             [[f'{r["name"]} {r["level"]}', size_text(r["size"]), str(r["taps"] or ""),
               number(1e3 / r["ns_per_element"], 1), *ratios(r, shown)] for r in rows])
@@ -216,11 +246,11 @@ class Page:
                                      if (name, n) in lookup else "" for n in sizes]]
              for name, level in names])
 
-    def reason(self, kernel, level, rival):
-        if level == "base" and kernel != "spec_log_f64":
-            return "the baseline is the definition: one element at a time, in order"
+    def reason(self, kernel, rival):
+        kernel = kernel.replace(" ", "-")
         for name, who, why in self.reasons:
-            if name == kernel and (who in ("*", rival) or (who == "plain" and rival in PLAIN)):
+            if name == kernel and (who in ("*", rival.replace(" ", "-")) or
+                                   (who == "plain" and rival in PLAIN)):
                 return why
         return "no reason is known: a shortfall"
 
@@ -235,13 +265,16 @@ class Page:
                 entry[0] += 1
                 if ratio["median"] < WIN and ratio["high"] < 1:
                     entry[1].append((ratio["median"], row))
-        lines = []
+        lines, baselines = [], []
         for (kernel, level), who in found.items():
             won = {n: (total, rows) for n, (total, rows) in who.items() if rows}
             if not won:
                 continue
             worst, row = min((pair for _, rows in won.values() for pair in rows),
                              key=lambda pair: pair[0])
+            if level == "base" and kernel != "spec_log_f64":
+                baselines.append(f"`{kernel}` {worst:.2f}")
+                continue
             where = [size_text(row["size"]), row["place"], row["lengths"]]
             if row["taps"]:
                 where.append(f'{row["taps"]} taps')
@@ -250,11 +283,17 @@ class Page:
                 "; ".join(f"{n} {min(r[0] for r in rows):.2f} ({len(rows)} of {total})"
                           for n, (total, rows) in won.items()),
                 f'{worst:.2f} ({", ".join(where)})',
-                "; ".join(dict.fromkeys(self.reason(kernel, level, n) for n in won))])
+                "; ".join(dict.fromkeys(self.reason(kernel, n) for n in won))])
         text = (f"## Where somebody else is faster\n\nRows below {WIN} whose upper quartile is "
                 "below 1: the worst of each rival, and in how many of its rows; then the worst of "
                 "all.\n\n")
-        return text + (table(["variant", "who", "worst", "why"], lines) if lines else "Nowhere.\n")
+        text += table(["variant", "who", "worst", "why"], lines, (0, 1, 2, 3)) if lines else \
+            "No variant above the baseline.\n"
+        if baselines:
+            text += ("\n### Baselines\n\nA baseline is the definition, one element at a time and in "
+                     "order, for processors without vectors; plain loops for SSE2 are vectors. Those "
+                     "that lose, with the worst row: " + ", ".join(baselines) + ".\n")
+        return text
 
     def wrong(self):
         lines = [f'- {r["key"]}: {r["wrong"]}\n' for r in self.report["rows"] if r["wrong"]]

@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "bench/plain_builds.h"
+#include "bench/processor.h"
 
 namespace bench {
 namespace {
@@ -61,6 +62,7 @@ Report describe_machine(const Pace& pace, const std::string& library)
     Report report;
     report.started = now();
     report.processor = processor_name();
+    report.cpuid = processor_at_hand().text();
     utsname system{};
     if (uname(&system) == 0)
         report.kernel = std::string(system.sysname) + ' ' + system.release;
@@ -75,6 +77,13 @@ Report describe_machine(const Pace& pace, const std::string& library)
     report.cycle = cycle_length();
     report.pace = pace;
     return report;
+}
+
+std::string bounds_line(const Report& report)
+{
+    if (report.core.empty())
+        return "/bound: none is known for this processor, " + report.cpuid + '\n';
+    return "/bound: over the bounds of " + report.core + '\n';
 }
 
 std::string table_heading(const std::string& group)

@@ -12,6 +12,8 @@ namespace bench {
 struct Report {
     std::string started;            ///< UTC, ISO 8601
     std::string processor, kernel;  ///< its name, and the operating system's
+    std::string cpuid;              ///< vendor, family and model
+    std::string core;               ///< the one that the bounds are for; empty: none are known
     std::string compiler, library;  ///< what this program was built by; the file that was measured
     std::vector<std::string> plain; ///< compilers of the plain loops
     unsigned processors = 0;
@@ -26,6 +28,8 @@ struct Report {
 /// A report with everything but rows.
 Report describe_machine(const Pace& pace, const std::string& library);
 
+/// Which processor the bounds are for, a line.
+std::string bounds_line(const Report& report);
 /// The heading of a group of rows, and a row.
 std::string table_heading(const std::string& group);
 std::string table_row(const Row& row);

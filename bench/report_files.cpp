@@ -95,6 +95,8 @@ json to_json(const Report& report)
             {"started", report.started},
             {"machine",
              {{"processor", report.processor},
+              {"cpuid", report.cpuid},
+              {"bounds_of", report.core.empty() ? json(nullptr) : json(report.core)},
               {"processors", report.processors},
               {"kernel", report.kernel},
               {"load", report.load},
@@ -117,6 +119,9 @@ Report from_json(const json& j)
         const json& machine = j.at("machine");
         report.processor = machine.at("processor");
         report.processors = machine.at("processors");
+        report.cpuid = machine.at("cpuid");
+        if (const json& core = machine.at("bounds_of"); !core.is_null())
+            report.core = core;
         report.kernel = machine.at("kernel");
         report.load = machine.at("load");
         report.cycle = machine.at("nanoseconds_per_cycle");

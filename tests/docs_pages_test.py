@@ -32,7 +32,7 @@ class Pages(unittest.TestCase):
         self.assertEqual([page.stem for page in pages if page.suffix == ".3"],
                          sorted(kernel["name"] for kernel in kernels))
         self.assertEqual([page.name for page in pages if page.suffix != ".3"],
-                         ["libsimd.7", "simd-info.1", "simd-waterfall.1"])
+                         ["libsimd.7", "simd-bench.1", "simd-info.1", "simd-waterfall.1"])
         lint = run(mandoc, "-T", "lint", "-W", "warning", *pages)
         self.assertEqual((lint.returncode, lint.stdout + lint.stderr), (0, ""))
 

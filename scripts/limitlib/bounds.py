@@ -75,7 +75,7 @@ class Library:
         self.variants = {f"{k}_{v}": Variant(k, v, self.functions)
                          for k, levels in table.items() for v in levels}
         self.known = {model.cpu: machine.Facts(model, mca)
-                      for model in (machine.HERE, machine.SKYLAKE)} if mca else {}
+                      for model in machine.MODELS} if mca else {}
 
     def of_trace(self, trace, found, elements, splits, model, looped=True, width=0,
                  long_chain=False):
@@ -90,9 +90,9 @@ class Library:
             "front-end": uops / model.width,
             "load": machine.load_cycles(trace, splits[0], model),
             "store": machine.store_cycles(found, splits[1], width, model),
-            "p" + "+p".join(names): ports,
+            "+".join(names): ports,
             "divider": divider,
-            "branch": 1.0 if looped else 0.0,
+            "branch": float(loop.taken_jumps(trace)) if looped else 0.0,
         }
         if looped:
             parts["chain"] = chain.per_iteration(trace, known.latency, model.forward,
@@ -103,7 +103,8 @@ class Library:
         order = ["load", "store", "divider", "chain"]
         resource = max(parts, key=lambda p: (round(parts[p], 3),
                                              order.index(p) if p in order else -1))
-        mca = known.block_throughput([machine.text_of(x) for x in machine.as_modelled(trace)])
+        mca = known.block_throughput([machine.text_of(x)
+                                      for x in machine.as_modelled(trace, model)])
         return Bound(parts[resource] / elements, resource, parts, elements, *counts, uops, mca)
 
     def bound(self, variant, place, model):
@@ -157,7 +158,8 @@ class Library:
 
     @staticmethod
     def plain_accesses(trace):
-        return [loop.Access((), kind, loop.width_of(x), None, None) for x in trace
+        return [loop.Access((), kind, loop.width_of(x), None, None, loop.is_vector(x))
+                for x in trace
                 for kind in ["load"] * loop.loads(x) + ["store"] * loop.stores(x)]
 
     def step_call(self, step):

@@ -4,7 +4,7 @@ import re
 
 from .code import canonical
 
-Access = collections.namedtuple("Access", "place kind width stride aligned")
+Access = collections.namedtuple("Access", "place kind width stride aligned vector")
 
 PURE_LOADS = ("mov", "vmov", "lddqu", "vlddqu", "vbroadcast", "movntdqa", "vmovntdqa")
 ALIGNED = re.compile(r"v?mov(ap[sd]|dqa|ntp[sd]|ntdqa?|nti)$")
@@ -35,6 +35,11 @@ def loads(instruction):
         return False
     moves = re.match(r"v?(mov|pextr|extract)", instruction.mnemonic)
     return not (stores(instruction) and moves)
+
+
+def is_vector(x):
+    """Whether it works on vector registers."""
+    return any(re.search(r"%[xy]mm", o) for o in x.operands)
 
 
 def width_of(x):
@@ -146,7 +151,7 @@ def accesses(trace):
         elif UNALIGNED.match(x.mnemonic):
             aligned = False
         for kind in ("load",) * loads(x) + ("store",) * stores(x):
-            found.append(Access(place, kind, width_of(x), stride, aligned))
+            found.append(Access(place, kind, width_of(x), stride, aligned, is_vector(x)))
     return found
 
 
@@ -174,14 +179,21 @@ def is_register_move(x):
         and canonical(x.operands[0])[0] == canonical(x.operands[1])[0]
 
 
-def fused_pairs(trace):
+def fused_pairs(trace, with_memory=True):
     """Places of the compares that become one operation with the jump behind them."""
     pairs = set()
     for i, (first, second) in enumerate(zip(trace, trace[1:])):
         if second.mnemonic.startswith("j") and second.mnemonic != "jmp" \
-                and FUSED_FIRST.match(first.mnemonic) and not stores(first):
+                and FUSED_FIRST.match(first.mnemonic) and not stores(first) \
+                and (with_memory or not loads(first)):
             pairs.add(i)
     return pairs
+
+
+def taken_jumps(trace):
+    """Jumps of one iteration that are taken: what follows them in the loop is where they lead."""
+    return sum(x.target is not None and x.mnemonic.startswith("j") and x.target == after.address
+               for x, after in zip(trace, trace[1:] + trace[:1]))
 
 
 def is_indexed(x):
