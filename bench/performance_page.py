@@ -7,7 +7,8 @@ PLAIN = ["g++", "clang++", "g++ fast-math", "clang++ fast-math"]
 LIBRARIES = ["VOLK", "liquid-dsp", "Highway", "xsimd", "Eigen", "glibc"]
 PACKAGES = ["g++", "clang", "libbenchmark-dev", "libvolk2-dev", "libliquid-dev", "libhwy-dev",
             "libxsimd-dev", "libeigen3-dev", "libc6"]
-BOUND, WIN = 1.10, 0.98  # above the one a variant falls short, below the other somebody else wins
+BOUND, CROSSED, SHORT, MEMORY = 1.10, 1.25, 1.30, 1.05  # above these a variant falls short
+WIN = 0.98  # below it somebody else wins
 PICTURES = [("bars", "kernels.png", "Highest variants beside others, 16384 elements, aligned"),
             ("chain", "chain.png", "Chains beside others"),
             ("taps", "taps.png", "Samples per second against taps"),
@@ -220,25 +221,67 @@ class Page:
         return (number(to_bound(row)) if row["bound"] else
                 number(row["cycles_per_element"]["median"], 3) + " c")
 
+    def nearest(self, place):
+        """The row of each variant at the size that comes nearest to its bound."""
+        best = {}
+        for row in self.kernels:
+            if row["bound"] and (row["place"], row["lengths"]) == (place, "fixed"):
+                old = best.get((row["name"], row["level"]))
+                if old is None or to_bound(row) < to_bound(old):
+                    best[row["name"], row["level"]] = row
+        return list(best.values())
+
     def short_of_bound(self):
         """The variants that no size brings near their bound, and why."""
         text = (f"## Above {BOUND:.2f} of the bound\n\nAt the size that comes nearest to it, aligned: "
                 "short calls are their beginnings and ends, long arrays are out of the cache.\n\n")
         if not any(r["bound"] for r in self.kernels):
             return text + "No bounds were known to this run.\n"
-        nearest = {}
-        for row in self.kernels:
-            if row["bound"] and (row["place"], row["lengths"]) == ("aligned", "fixed"):
-                old = nearest.get((row["name"], row["level"]))
-                if old is None or to_bound(row) < to_bound(old):
-                    nearest[row["name"], row["level"]] = row
-        rows = sorted((r for r in nearest.values() if to_bound(r) > BOUND), key=to_bound,
-                      reverse=True)
+        nearest = self.nearest("aligned")
+        rows = sorted((r for r in nearest if to_bound(r) > BOUND), key=to_bound, reverse=True)
         text += f"{len(nearest) - len(rows)} of {len(nearest)} variants are nearer.\n\n"
         return text + table(
             ["variant", "/bound", "elements", "bound held by", "why"],
             [[f'`{r["name"]}` {r["level"]}', number(to_bound(r)), size_text(r["size"]),
               r["bound"]["resource"], self.shortfall(r)] for r in rows], (0, 3, 4))
+
+    def short_unaligned(self):
+        nearest = self.nearest("crossed")
+        rows = sorted((r for r in nearest if to_bound(r) > CROSSED), key=to_bound, reverse=True)
+        if not nearest:
+            return ""
+        return (f"## Mutually misaligned: above {CROSSED:.2f} of the bound for such arrays\n\nThe bound "
+                "is that of one array off its alignment; where more are, each adds its own lines. "
+                f"{len(nearest) - len(rows)} of {len(nearest)} variants are nearer.\n\n") + table(
+            ["variant", "/bound", "elements", "bound held by"],
+            [[f'`{r["name"]}` {r["level"]}', number(to_bound(r)), size_text(r["size"]),
+              r["bound"]["resource"]] for r in rows], (0, 3))
+
+    def over_the_fastest(self, size, limit, why):
+        """The variants whose time is above `limit` times that of the fastest of their row."""
+        rows = [(r, min(r["rivals"], key=lambda rival: rival["ns_per_element"]))
+                for r in self.select(size) if r["rivals"] and r["level"] != "base"]
+        over = sorted(((r["ns_per_element"] / best["ns_per_element"], r, best) for r, best in rows
+                       if r["ns_per_element"] > limit * best["ns_per_element"]), key=lambda o: -o[0])
+        if not rows:
+            return ""
+        return (f"## {size_text(size)} elements: above {limit:.2f} of the fastest contestant\n\n{why} Baselines "
+                f"are left out. {len(rows) - len(over)} of {len(rows)} variants are nearer.\n\n") + table(
+            ["variant", "over the fastest", "who", "GB/s"],
+            [[f'`{r["name"]}` {r["level"]}', number(ratio), best["name"], number(r["gigabytes_per_second"])]
+             for ratio, r, best in over], (0, 2))
+
+    def short_blocks(self):
+        return self.over_the_fastest(64, SHORT, "Short blocks are their beginnings and ends. What is "
+                                     "possible is shown by the fastest of a row's contestants, among them "
+                                     "two compilers' unrolled loops, which may give up the bits.")
+
+    def memory(self):
+        size = max((r["size"] for r in self.kernels), default=0)
+        return self.over_the_fastest(size, MEMORY, "The memory is the limit there, and the fastest of a "
+                                     "row's contestants comes nearest to it; of several alike, one is always "
+                                     "the fastest. Slow kernels are bound by themselves.") \
+            if size >= 1 << 22 else ""
 
     def shortfall(self, row):
         for name, who, why in self.reasons:
@@ -329,7 +372,8 @@ class Page:
     def text(self, pictures):
         shown = "".join(f"![{title}](performance/{name})\n\n" for name, title in pictures)
         parts = [HEAD, self.machine(), NOT_MEASURED, self.wrong(), shown, self.beside_others(),
-                 self.chains(), self.threads(), self.wins(), self.short_of_bound(), self.variants()]
+                 self.chains(), self.threads(), self.wins(), self.short_of_bound(),
+                 self.short_unaligned(), self.short_blocks(), self.memory(), self.variants()]
         return "\n".join(p.rstrip("\n") + "\n" for p in parts if p)
 
 
