@@ -60,6 +60,20 @@ std::vector<T> unit_gain(std::size_t count, F tap)
 
 } // namespace
 
+std::vector<Work>
+field_of(Level level, const std::function<Work(const std::string& who, Level level)>& ours,
+         const std::function<Work(const std::string& who, const PlainLoops&)>& plain,
+         bool has_baseline)
+{
+    std::vector<Work> list = {plain("reference", plain_reference()), ours("libsimd", level)};
+    if (level != Level::base && has_baseline)
+        list.push_back(ours("baseline", Level::base));
+    for (const PlainBuild& build : plain_builds())
+        if (build.level == set_of(level))
+            list.push_back(plain(build.name(), *build.loops));
+    return list;
+}
+
 Job chain_job(const Row& row, Field field)
 {
     return {row, [row, field = std::move(field)] { return contest(row, field); }};

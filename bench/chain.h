@@ -22,6 +22,13 @@ struct Work {
 /// Makes everybody's work afresh: the plain loops' (the reference), ours, then the rivals'.
 using Field = std::function<std::vector<Work>()>;
 
+/// The field but for other libraries: plain loops (the reference), ours at a level, above the baseline
+/// the baseline if these kernels have one, and the plain builds for the level's instruction set.
+std::vector<Work>
+field_of(Level level, const std::function<Work(const std::string& who, Level level)>& ours,
+         const std::function<Work(const std::string& who, const PlainLoops&)>& plain,
+         bool has_baseline = true);
+
 /// A row for it; results are checked before they are timed.
 Job chain_job(const Row& row, Field field);
 
@@ -49,9 +56,10 @@ std::vector<Job> filter_jobs(Library& library, const Selection& selection, const
                              std::span<const std::size_t> tap_counts, std::size_t usual_taps,
                              const Filtering& work);
 
-inline void append(std::vector<Job>& jobs, std::vector<Job> more)
+template <class T>
+void append(std::vector<T>& list, std::vector<T> more)
 {
-    jobs.insert(jobs.end(), std::make_move_iterator(more.begin()),
+    list.insert(list.end(), std::make_move_iterator(more.begin()),
                 std::make_move_iterator(more.end()));
 }
 

@@ -44,18 +44,15 @@ std::vector<Job> jobs_of(Library& library, const Selection& selection, const std
 {
     const std::vector<std::string> kernels = {"fir_step_c64"};
     const auto field = [=, &library](Level level, std::size_t samples, std::size_t taps) {
-        std::vector<Work> list = {
-            work<S>("reference", plain_reference().*loop, samples, taps),
-            work<S>("libsimd", library.function<Fn>(name, level), samples, taps)};
-        if (level != Level::base)
-            list.push_back(
-                work<S>("baseline", library.function<Fn>(name, Level::base), samples, taps));
-        for (const PlainBuild& build : plain_builds())
-            if (build.level == set_of(level))
-                list.push_back(work<S>(build.name(), build.loops->*loop, samples, taps));
+        const auto ours = [&](const std::string& who, Level at) {
+            return work<S>(who, library.function<Fn>(name, at), samples, taps);
+        };
+        const auto plain = [&](const std::string& who, const PlainLoops& loops) {
+            return work<S>(who, loops.*loop, samples, taps);
+        };
+        std::vector<Work> list = field_of(level, ours, plain);
         if (std::is_same_v<S, float> && is_highest(library, kernels, level))
-            for (Work& other : fir_of_others(samples, taps))
-                list.push_back(std::move(other));
+            append(list, fir_of_others(samples, taps));
         return list;
     };
     return filter_jobs(library, selection, name, kernels, tap_counts, fixed_taps, field);

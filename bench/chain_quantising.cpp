@@ -40,23 +40,16 @@ void add(std::vector<Job>& jobs, Library& library, const Selection& selection,
     const std::vector<std::string> kernels = {pack, unpack};
     const auto row = [&](Level level, std::size_t samples) {
         const auto field = [=, &library] {
-            const auto ours = [&](const char* who, Level at) {
+            const auto ours = [&](const std::string& who, Level at) {
                 return work<T, Code>(who, library.variant<Pack>(pack, at),
                                      library.variant<Unpack>(unpack, at), samples);
             };
             const auto plain = [&](const std::string& who, const PlainLoops& loops) {
                 return work<T, Code>(who, loops.*pack_loop, loops.*unpack_loop, samples);
             };
-            std::vector<Work> list = {plain("reference", plain_reference()),
-                                      ours("libsimd", level)};
-            if (level != Level::base && library.has(unpack, Level::base))
-                list.push_back(ours("baseline", Level::base));
-            for (const PlainBuild& build : plain_builds())
-                if (build.level == set_of(level))
-                    list.push_back(plain(build.name(), *build.loops));
+            std::vector<Work> list = field_of(level, ours, plain, library.has(unpack, Level::base));
             if (name == "quantise f32 to s16" && is_highest(library, kernels, level))
-                for (Work& other : quantising_of_others(samples))
-                    list.push_back(std::move(other));
+                append(list, quantising_of_others(samples));
             return list;
         };
         jobs.push_back(chain_job(chain_row(name, level, samples, 0), field));

@@ -39,18 +39,15 @@ std::vector<Job> jobs_of(Library& library, const Selection& selection, const std
 {
     const std::vector<std::string> kernels = {name};
     const auto field = [=, &library](Level level, std::size_t samples, std::size_t taps) {
-        std::vector<Work> list = {
-            work<T>("reference", plain_reference().*loop, samples, taps),
-            work<T>("libsimd", library.variant<Fn>(name, level), samples, taps)};
-        if (level != Level::base)
-            list.push_back(
-                work<T>("baseline", library.variant<Fn>(name, Level::base), samples, taps));
-        for (const PlainBuild& build : plain_builds())
-            if (build.level == set_of(level))
-                list.push_back(work<T>(build.name(), build.loops->*loop, samples, taps));
+        const auto ours = [&](const std::string& who, Level at) {
+            return work<T>(who, library.variant<Fn>(name, at), samples, taps);
+        };
+        const auto plain = [&](const std::string& who, const PlainLoops& loops) {
+            return work<T>(who, loops.*loop, samples, taps);
+        };
+        std::vector<Work> list = field_of(level, ours, plain);
         if (std::is_same_v<T, float> && is_highest(library, kernels, level))
-            for (Work& other : smoothing_of_others(samples, taps))
-                list.push_back(std::move(other));
+            append(list, smoothing_of_others(samples, taps));
         return list;
     };
     return filter_jobs(library, selection, name, kernels, tap_counts, odd_taps, field);

@@ -108,16 +108,15 @@ std::vector<Job> waterfall_jobs(Library& library, const Selection& selection)
             continue;
         for (const std::size_t samples : sizes) {
             const auto field = [=, &library] {
-                std::vector<Work> list = {work("reference", plain_reference(), samples),
-                                          work("libsimd", of(library, level), samples)};
-                if (level != Level::base)
-                    list.push_back(work("baseline", of(library, Level::base), samples));
-                for (const PlainBuild& build : plain_builds())
-                    if (build.level == set_of(level))
-                        list.push_back(work(build.name(), *build.loops, samples));
+                const auto ours = [&](const std::string& who, Level at) {
+                    return work(who, of(library, at), samples);
+                };
+                const auto plain = [&](const std::string& who, const PlainLoops& loops) {
+                    return work(who, loops, samples);
+                };
+                std::vector<Work> list = field_of(level, ours, plain);
                 if (is_highest(library, kernels(), level))
-                    for (Work& other : waterfall_of_others(samples))
-                        list.push_back(std::move(other));
+                    append(list, waterfall_of_others(samples));
                 return list;
             };
             jobs.push_back(chain_job(chain_row("simd-waterfall", level, samples, 0), field));

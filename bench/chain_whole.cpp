@@ -89,16 +89,15 @@ std::vector<Job> whole_jobs(Library& library, const Selection& selection)
             continue;
         for (const std::size_t samples : chain_sizes) {
             const auto field = [=, &library] {
-                std::vector<Work> list = {work("reference", of(plain_reference()), samples),
-                                          work("libsimd", of(library, level), samples)};
-                if (level != Level::base)
-                    list.push_back(work("baseline", of(library, Level::base), samples));
-                for (const PlainBuild& build : plain_builds())
-                    if (build.level == set_of(level))
-                        list.push_back(work(build.name(), of(*build.loops), samples));
+                const auto ours = [&](const std::string& who, Level at) {
+                    return work(who, of(library, at), samples);
+                };
+                const auto plain = [&](const std::string& who, const PlainLoops& loops) {
+                    return work(who, of(loops), samples);
+                };
+                std::vector<Work> list = field_of(level, ours, plain);
                 if (is_highest(library, kernels(), level))
-                    for (Work& other : whole_of_others(samples))
-                        list.push_back(std::move(other));
+                    append(list, whole_of_others(samples));
                 return list;
             };
             jobs.push_back(chain_job(chain_row("whole chain", level, samples, 0), field));
