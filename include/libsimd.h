@@ -182,7 +182,8 @@ LIBSIMD_API extern swap_words_u32_fn* swap_words_u32;
  * Vector variants: head (single) until src is aligned to the width; then, by dst's address at that
  * point, either blocks with unaligned stores ("as is") or more singles until dst is aligned
  * ("walk") and blocks with aligned stores; tail (single). Source loads are always aligned. A src
- * off its element alignment is converted singly throughout.
+ * off its element alignment is converted singly throughout; but a vector minmax runs past it, so
+ * only up to that kernel's threshold, or with the baseline's minmax in the entry.
  *
  *     kernel        level          block  dst after the head                      minmax
  *     pack_f32_u8   SSE2           16     odd: as is; even: walk to 16            entry
@@ -795,7 +796,7 @@ LIBSIMD_API extern fft_abs_f64_fn* fft_abs_f64;
  *
  * Baseline: v = in[i] if FLT_MIN < in[i], else FLT_MIN (0x00800000), so zero, negative, subnormal
  * and NaN inputs give the floor of about -379.29779 - offset; out[i] = log10f(v) * 10 - offset.
- * log10f is the system's. in == out is allowed. n = 0 writes nothing.
+ * log10f is the system's. n = 0 writes nothing. in == out is allowed at every level.
  *
  * Above t, SSE2 and AVX2 work in aligned blocks of 4 and 8 from element 0, with no tail, and
  * compute the logarithm themselves; both give the same bits. Per lane, a Horner polynomial on the
@@ -1027,8 +1028,8 @@ LIBSIMD_API extern vfilter_f64_fn* vfilter_f64;
  *   still gives subnormal values, so the same sample in the tail keeps a weight. Kept.
  * - n = 0, and weights g that are all zero, give 0 / 0, a NaN. A negative total is not noticed.
  * - A NaN or infinite sample makes the result NaN. In a block a NaN argument is clamped like a
- *   large one (e is then about 2.4061436e38): a NaN c makes the result NaN through expf, or by
- *   overflow.
+ *   large one (e is then about 2.4061436e38): a NaN c makes the result NaN through expf or by
+ *   overflow, and where neither happens the mean is finite.
  *
  * @param x  n samples; aligned to the element
  * @param w  n weights; aligned to the element
