@@ -3,65 +3,19 @@
 #ifndef LIBSIMD_FILTER_EXP_H
 #define LIBSIMD_FILTER_EXP_H
 
-#include "spectrum/arith.h"
+#include "spectrum/rows.h"
 
-// Constants for 4 or 8 lanes: eight copies of a float's bits, so that both load the same row.
-namespace {
-
-struct alignas(32) Row {
-    std::uint32_t lane[8];
-};
-
-consteval Row row(std::uint32_t bits) { return {{bits, bits, bits, bits, bits, bits, bits, bits}}; }
-
-constexpr Row largest = row(0x42B0C0A5);  //  88.3762626647949
-constexpr Row smallest = row(0xC2B0C0A5); // -88.3762626647949
-constexpr Row log2e = row(0x3FB8AA3B);    //  1.44269504088896341
-constexpr Row q1 = row(0x3F318000);       //  0.693359375, and
-constexpr Row q2 = row(0xB95E8083);       // -2.12194440e-4: ln 2 in two parts
-constexpr Row c0 = row(0x39506967);       //  1.9875691500e-4
-constexpr Row c1 = row(0x3AB743CE);       //  1.3981999507e-3
-constexpr Row c2 = row(0x3C088908);       //  8.3334519073e-3
-constexpr Row c3 = row(0x3D2AA9C1);       //  4.1665795894e-2
-constexpr Row c4 = row(0x3E2AAAAA);       //  1.6666665459e-1
-constexpr Row half = row(0x3F000000);
-constexpr Row one = row(0x3F800000);
-constexpr Row bias = row(127); // the integer
-
-} // namespace
-
-// The steps on a block. Those with a row take it from memory as their second operand: there are
-// more constants than registers.
-#ifdef __AVX2__
-using Block = __m256;
-#define SIMD_STEP(name, instruction)                                                               \
-    SIMD_INLINE Block name(Block a, const Row& b)                                                  \
-    {                                                                                              \
-        Block r;                                                                                   \
-        asm("v" instruction " %2, %1, %0" : "=x"(r) : "x"(a), "m"(b));                             \
-        return r;                                                                                  \
-    }
-#else
-using Block = __m128;
-#define SIMD_STEP(name, instruction)                                                               \
-    SIMD_INLINE Block name(Block a, const Row& b)                                                  \
-    {                                                                                              \
-        asm(instruction " %1, %0" : "+x"(a) : "m"(b));                                             \
-        return a;                                                                                  \
-    }
-#endif
-
-SIMD_STEP(add, "addps")
-SIMD_STEP(mul, "mulps")
-SIMD_STEP(minsel, "minps")
-SIMD_STEP(maxsel, "maxps")
-SIMD_STEP(bits_and, "andps")
-SIMD_STEP(add_integers, "paddd")
+namespace exp_rows {
+#pragma GCC visibility push(hidden)
+extern const Row largest, smallest, log2e, half, one, bias;
+extern const Row q1, q2;
+extern const Row c0, c1, c2, c3, c4;
+#pragma GCC visibility pop
+} // namespace exp_rows
 
 #ifdef __AVX2__
 SIMD_INLINE Block above(Block a, Block b) { return _mm256_cmp_ps(a, b, _CMP_GT_OS); }
 SIMD_INLINE Block truncated(Block a) { return _mm256_castsi256_ps(_mm256_cvttps_epi32(a)); }
-SIMD_INLINE Block to_float(Block a) { return _mm256_cvtepi32_ps(_mm256_castps_si256(a)); }
 SIMD_INLINE Block to_exponent(Block a)
 {
     return _mm256_castsi256_ps(_mm256_slli_epi32(_mm256_castps_si256(a), 23));
@@ -69,7 +23,6 @@ SIMD_INLINE Block to_exponent(Block a)
 #else
 SIMD_INLINE Block above(Block a, Block b) { return _mm_cmpgt_ps(a, b); }
 SIMD_INLINE Block truncated(Block a) { return _mm_castsi128_ps(_mm_cvttps_epi32(a)); }
-SIMD_INLINE Block to_float(Block a) { return _mm_cvtepi32_ps(_mm_castps_si128(a)); }
 SIMD_INLINE Block to_exponent(Block a)
 {
     return _mm_castsi128_ps(_mm_slli_epi32(_mm_castps_si128(a), 23));
@@ -80,6 +33,7 @@ SIMD_INLINE Block to_exponent(Block a)
 /// subnormal; a NaN counts as the largest v.
 SIMD_INLINE Block exponential(Block v)
 {
+    using namespace exp_rows;
     v = minsel(v, largest);
     v = maxsel(v, smallest);
 

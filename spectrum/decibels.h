@@ -3,70 +3,17 @@
 #define LIBSIMD_SPECTRUM_DECIBELS_H
 
 #include "memory/align.h"
-#include "spectrum/arith.h"
+#include "spectrum/rows.h"
 
-// Constants for 4 or 8 lanes: eight copies of a float's bits, so that both load the same row.
-namespace {
+namespace decibel_rows {
+#pragma GCC visibility push(hidden)
+extern const Row flt_min, minus_127, but_exponent, half, one, minus_one, ten, sqrt_half, ln10;
+extern const Row q1, q2;
+extern const Row p0, p1, p2, p3, p4, p5, p6, p7, p8;
+#pragma GCC visibility pop
+} // namespace decibel_rows
 
-struct alignas(32) Row {
-    std::uint32_t lane[8];
-};
-
-consteval Row row(std::uint32_t bits) { return {{bits, bits, bits, bits, bits, bits, bits, bits}}; }
-
-constexpr Row flt_min = row(0x00800000);
-constexpr Row minus_127 = row(0xFFFFFF81);    // the integer
-constexpr Row but_exponent = row(0x807FFFFF); // sign and mantissa
-constexpr Row half = row(0x3F000000);
-constexpr Row one = row(0x3F800000);
-constexpr Row minus_one = row(0xBF800000);
-constexpr Row ten = row(0x41200000);
-constexpr Row sqrt_half = row(0x3F3504F3); //  0.70710677
-constexpr Row ln10 = row(0x40135D8E);      //  2.3025851
-constexpr Row q1 = row(0xB95E8083);        // -2.12194440e-4, and
-constexpr Row q2 = row(0x3F318000);        //  0.693359375: ln 2 in two parts
-constexpr Row p0 = row(0x3D9021BB);        //  7.0376836e-2
-constexpr Row p1 = row(0xBDEBD1B8);        // -1.1514610e-1
-constexpr Row p2 = row(0x3DEF251A);        //  1.1676998e-1
-constexpr Row p3 = row(0xBDFE5D4F);        // -1.2420141e-1
-constexpr Row p4 = row(0x3E11E9BF);        //  1.4249323e-1
-constexpr Row p5 = row(0xBE2AAE50);        // -1.6668057e-1
-constexpr Row p6 = row(0x3E4CCEAC);        //  2.0000714e-1
-constexpr Row p7 = row(0xBE7FFFFC);        // -2.4999994e-1
-constexpr Row p8 = row(0x3EAAAAAA);        //  3.3333331e-1
-
-} // namespace
-
-// The steps on a block. Those with a row take it from memory as their second operand: there are
-// more constants than registers. All are written as instructions, so that no compiler drops the
-// guards that have no effect, nor puts other constants in place of the rows.
-#ifdef __AVX2__
-using Block = __m256;
-#define SIMD_STEP(name, instruction)                                                               \
-    SIMD_INLINE Block name(Block a, const Row& b)                                                  \
-    {                                                                                              \
-        Block r;                                                                                   \
-        asm("v" instruction " %2, %1, %0" : "=x"(r) : "x"(a), "m"(b));                             \
-        return r;                                                                                  \
-    }
-#else
-using Block = __m128;
-#define SIMD_STEP(name, instruction)                                                               \
-    SIMD_INLINE Block name(Block a, const Row& b)                                                  \
-    {                                                                                              \
-        asm(instruction " %1, %0" : "+x"(a) : "m"(b));                                             \
-        return a;                                                                                  \
-    }
-#endif
-
-SIMD_STEP(add, "addps")
-SIMD_STEP(mul, "mulps")
-SIMD_STEP(div, "divps")
-SIMD_STEP(maxsel, "maxps")
-SIMD_STEP(less, "cmpltps") // all ones where a < b, else 0
-SIMD_STEP(bits_and, "andps")
-SIMD_STEP(bits_or, "orps")
-SIMD_STEP(add_integers, "paddd")
+// All steps are written as instructions, so that no compiler drops the guards that have no effect.
 SIMD_PINNED(bits_or, Block, "orps")
 SIMD_PINNED(not_above, Block, "cmpleps") // all ones where a <= b, else 0
 
@@ -83,7 +30,6 @@ SIMD_INLINE Block exponent(Block a)
 {
     return _mm256_castsi256_ps(_mm256_srli_epi32(_mm256_castps_si256(a), 23));
 }
-SIMD_INLINE Block to_float(Block a) { return _mm256_cvtepi32_ps(_mm256_castps_si256(a)); }
 #else
 SIMD_INLINE Block load(const Row& a)
 {
@@ -103,13 +49,13 @@ SIMD_INLINE Block exponent(Block a)
 {
     return _mm_castsi128_ps(_mm_srli_epi32(_mm_castps_si128(a), 23));
 }
-SIMD_INLINE Block to_float(Block a) { return _mm_cvtepi32_ps(_mm_castps_si128(a)); }
 #endif
 
 /// 10 * log10(x) - offset: ln of the mantissa by a polynomial, plus the exponent times ln 2. The
 /// exponent of infinity counts like any other.
 SIMD_INLINE Block decibels(Block x, Block offset)
 {
+    using namespace decibel_rows;
     x = maxsel(x, flt_min); // NaN too
     x = maxsel(x, flt_min);
     const Block invalid = not_above(x, zeros()); // never, after the clamp

@@ -21,7 +21,7 @@ float avg_f32_avx(const float* x, size_t n)
     _mm256_zeroupper();
     for (left %= 8; left != 0; --left)
         sum = add(sum, *x++);
-    return div(sum, static_cast<float>(n));
+    return div(sum, as_real<float>(n));
 }
 
 // head    single elements until x is 32-byte aligned; one that is not 8-byte aligned never is
@@ -46,7 +46,7 @@ double avg_f64_avx(const double* x, size_t n)
     _mm256_zeroupper();
     for (left %= 8; left != 0; --left)
         sum = add(sum, *x++);
-    return div(sum, static_cast<double>(n));
+    return div(sum, as_real<double>(n));
 }
 
 // head    single elements until x is 32-byte aligned; one that is not 4-byte aligned never is

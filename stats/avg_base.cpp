@@ -9,7 +9,7 @@ SIMD_INLINE T average(const T* x, std::size_t n)
     T sum = 0;
     for (std::size_t i = 0; i < n; ++i)
         sum = add(sum, x[i]);
-    return div(sum, static_cast<T>(n)); // n = 0 gives 0 / 0, a NaN; kept
+    return div(sum, as_real<T>(n)); // n = 0 gives 0 / 0, a NaN; kept
 }
 
 template <class T>

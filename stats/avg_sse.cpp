@@ -20,5 +20,5 @@ float avg_f32_sse(const float* x, size_t n)
     float sum = add(fold_sum(sums), head);
     for (left %= 4; left != 0; --left)
         sum = add(sum, *x++);
-    return div(sum, static_cast<float>(n));
+    return div(sum, as_real<float>(n));
 }

@@ -42,7 +42,7 @@ DEMANDS_SSE3 double avg_f64_sse2(const double* x, size_t n)
     double sum = add(head, horizontal_add(sums));
     for (left %= 4; left != 0; --left)
         sum = add(sum, *x++);
-    return div(sum, static_cast<double>(n));
+    return div(sum, as_real<double>(n));
 }
 
 // head    single elements until x is 16-byte aligned; one that is not 4-byte aligned never is

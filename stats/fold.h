@@ -15,6 +15,15 @@ SIMD_INLINE std::int16_t maxsel(std::int16_t a, std::int16_t b) { return a > b ?
 SIMD_INLINE int minsel(int a, int b) { return a < b ? a : b; }
 SIMD_INLINE int maxsel(int a, int b) { return a > b ? a : b; }
 
+/// A count as a T, rounded once, 2^63 and above too. Hidden, for from an array of that many elements
+/// compilers conclude that there are fewer, and take it for signed.
+template <class T>
+SIMD_INLINE T as_real(std::size_t n)
+{
+    asm("" : "+r"(n));
+    return static_cast<T>(n);
+}
+
 #ifdef __SSE2__
 // Pinned for the instructions' sake: with the intrinsics g++ moves every result once more.
 SIMD_PINNED(min_u8_lanes, __m128i, "pminub")

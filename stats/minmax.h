@@ -16,8 +16,8 @@ max_f64_fn max_f64_base, max_f64_sse2, max_f64_avx;
 minmax_f32_fn minmax_f32_base, minmax_f32_sse, minmax_f32_avx;
 minmax_f64_fn minmax_f64_base, minmax_f64_sse2, minmax_f64_avx;
 
-// Every vector variant walks its head from p[0] until p is aligned, without an end test: above the
-// threshold a whole block follows, and p is aligned to its element. Where h starts as p[0], folding
-// p[0] into it once more changes nothing.
+// Every vector variant walks its head until p is aligned, without an end test: above the threshold a
+// whole block follows, and p is aligned to its element. But for max_f64_avx the walk begins at p[0]:
+// where h starts as p[0], folding p[0] into it once more changes nothing.
 
 #endif

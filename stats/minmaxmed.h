@@ -22,7 +22,7 @@ SIMD_INLINE void take(T x, T* min, T* max, T* mean)
 template <class T>
 SIMD_INLINE void finish(T* mean, std::size_t n)
 {
-    *mean = div(*mean, static_cast<T>(n));
+    *mean = div(*mean, as_real<T>(n));
 }
 
 #endif

@@ -485,46 +485,82 @@ TEST(avg_f32, every_level_count_is_rounded)
 // Beyond 2^32 a count, or a sum of lane counts, that is kept in 32 bits shows.
 constexpr std::size_t beyond = (std::size_t{1} << 32) + 65536;
 
-template <class Call>
+template <class T, class Call>
 void beyond_32_bits(Level level, const Call& call)
 {
-    const Zeros zeros(beyond, sizeof(float));
+    const Zeros zeros(beyond, sizeof(T));
     if (!zeros.there())
-        GTEST_SKIP() << "no room for " << beyond << " floats of address space";
-    auto* const x = zeros.as<float>();
-    x[0] = -8388608.0F;
-    float got = 0;
+        GTEST_SKIP() << "no room for " << beyond << " elements of address space";
+    auto* const x = zeros.as<T>();
+    x[0] = -8388608;
+    T got = 0;
     ASSERT_TRUE(armed(level, [&] { got = call(x); }));
-    EXPECT_TRUE(same_bits(-8388608.0F / as_element<float>(beyond), got));
+    EXPECT_TRUE(same_bits(T(-8388608) / as_element<T>(beyond), got));
 }
 
 TEST(avg_f32, sse_count_beyond_32_bits)
 {
-    beyond_32_bits(Level::sse,
-                   [](const float* x) { return KERNEL(rig::at(Level::sse), avg_f32)(x, beyond); });
+    beyond_32_bits<float>(
+        Level::sse, [](const float* x) { return KERNEL(rig::at(Level::sse), avg_f32)(x, beyond); });
 }
 TEST(avg_f32, avx_count_beyond_32_bits)
 {
-    beyond_32_bits(Level::avx,
-                   [](const float* x) { return KERNEL(rig::at(Level::avx), avg_f32)(x, beyond); });
+    beyond_32_bits<float>(
+        Level::avx, [](const float* x) { return KERNEL(rig::at(Level::avx), avg_f32)(x, beyond); });
 }
 TEST(avg_lvl_f32, sse2_count_beyond_32_bits)
 {
-    beyond_32_bits(Level::sse2, [](const float* x) {
+    beyond_32_bits<float>(Level::sse2, [](const float* x) {
         return KERNEL(rig::at(Level::sse2), avg_lvl_f32)(x, beyond, 0);
     });
 }
 TEST(avg_lvl_f32, avx_count_beyond_32_bits)
 {
-    beyond_32_bits(Level::avx, [](const float* x) {
+    beyond_32_bits<float>(Level::avx, [](const float* x) {
         return KERNEL(rig::at(Level::avx), avg_lvl_f32)(x, beyond, 0);
     });
 }
 TEST(avg_lvl_f32, avx2_count_beyond_32_bits)
 {
-    beyond_32_bits(Level::avx2, [](const float* x) {
+    beyond_32_bits<float>(Level::avx2, [](const float* x) {
         return KERNEL(rig::at(Level::avx2), avg_lvl_f32)(x, beyond, 0);
     });
 }
+
+TEST(avg_lvl_f64, sse2_count_beyond_32_bits)
+{
+    beyond_32_bits<double>(Level::sse2, [](const double* x) {
+        return KERNEL(rig::at(Level::sse2), avg_lvl_f64)(x, beyond, 0);
+    });
+}
+TEST(avg_lvl_f64, avx_count_beyond_32_bits)
+{
+    beyond_32_bits<double>(Level::avx, [](const double* x) {
+        return KERNEL(rig::at(Level::avx), avg_lvl_f64)(x, beyond, 0);
+    });
+}
+TEST(avg_lvl_f64, avx2_count_beyond_32_bits)
+{
+    beyond_32_bits<double>(Level::avx2, [](const double* x) {
+        return KERNEL(rig::at(Level::avx2), avg_lvl_f64)(x, beyond, 0);
+    });
+}
+
+// The quotient of so few magnitudes is 0; by a count of 32 bits it would be 2.
+void magnitudes_beyond_32_bits(Level level)
+{
+    const Zeros zeros(beyond, sizeof(std::int16_t));
+    if (!zeros.there())
+        GTEST_SKIP() << "no room for " << beyond << " samples of address space";
+    auto* const x = zeros.as<std::int16_t>();
+    std::fill_n(x, 4, std::int16_t{-32768});
+    std::uint64_t got = 1;
+    ASSERT_TRUE(armed(level, [&] { got = KERNEL(rig::at(level), avg_abs_s16)(x, beyond); }));
+    EXPECT_EQ(got, 0U);
+}
+
+TEST(avg_abs_s16, base_count_beyond_32_bits) { magnitudes_beyond_32_bits(Level::base); }
+TEST(avg_abs_s16, ssse3_count_beyond_32_bits) { magnitudes_beyond_32_bits(Level::ssse3); }
+TEST(avg_abs_s16, avx2_count_beyond_32_bits) { magnitudes_beyond_32_bits(Level::avx2); }
 
 } // namespace

@@ -5,6 +5,7 @@
 
 #include <Zydis/Zydis.h>
 #include <algorithm>
+#include <cstring>
 #include <elf.h>
 #include <gtest/gtest.h>
 #include <map>
@@ -79,6 +80,28 @@ public:
         return address < it->second.end ? &it->second : nullptr;
     }
     const std::map<std::uint64_t, Function>& functions() const { return functions_; }
+    /// Rows of eight equal words on 32 bytes that a function names, by the word: their addresses.
+    std::map<std::uint32_t, std::set<std::uint64_t>> rows_named_in(const Function& f) const
+    {
+        std::map<std::uint32_t, std::set<std::uint64_t>> rows;
+        for (const Instruction& in : f.code)
+            for (int i = 0; i < in.decoded.operand_count; ++i) {
+                const ZydisDecodedOperand& operand = in.operands[i];
+                if (operand.type != ZYDIS_OPERAND_TYPE_MEMORY ||
+                    operand.mem.base != ZYDIS_REGISTER_RIP)
+                    continue;
+                const std::uint64_t at =
+                    in.next() + static_cast<std::uint64_t>(operand.mem.disp.value);
+                const char* bytes = at % 32 == 0 ? bytes_at(at, 32) : nullptr;
+                std::uint32_t words[8] = {};
+                if (bytes != nullptr)
+                    std::memcpy(words, bytes, sizeof words);
+                if (bytes != nullptr &&
+                    std::count(std::begin(words), std::end(words), words[0]) == 8)
+                    rows[words[0]].insert(at);
+            }
+        return rows;
+    }
     std::uint64_t begin() const { return text_.address; }
     std::uint64_t end() const { return text_.address + text_.size; }
 
@@ -102,6 +125,15 @@ public:
     }
 
 private:
+    /// The bytes at an address, if a section of the file holds all of them.
+    const char* bytes_at(std::uint64_t address, std::uint64_t count) const
+    {
+        for (const rig::ElfSection& s : elf_.sections)
+            if (s.type == SHT_PROGBITS && s.address != 0 && s.address <= address &&
+                address + count <= s.address + s.size)
+                return elf_.bytes.data() + s.offset + (address - s.address);
+        return nullptr;
+    }
     char byte(std::uint64_t at) const { return elf_.bytes[text_.offset + (at - text_.address)]; }
     bool decode_one(Instruction& i, std::uint64_t at, std::uint64_t end) const
     {
@@ -342,15 +374,12 @@ TEST_P(Variant, uses_its_level_and_its_demands_only)
     const auto body = body_of(GetParam());
     ASSERT_FALSE(body.empty()) << "not in the library";
     const auto allowed = allowed_sets(GetParam(), variants().at(GetParam()));
-    for (const Function* f : body) {
-        if (f->name == "exp_f32x4") // SSE2 code that the AVX2 variant calls for short chunks
-            continue;
+    for (const Function* f : body)
         for (const Instruction& in : f->code)
             if (const std::string set = set_of(in); !set.empty()) {
                 ASSERT_TRUE(allowed.contains(set))
                     << f->name << ": " << in.mnemonic() << " is " << set;
             }
-    }
 }
 
 TEST_P(Variant, executes_what_it_demands)
@@ -403,6 +432,76 @@ TEST(code, no_fused_products_anywhere)
         }
     EXPECT_GT(seen, 5000U) << "hardly any code was read";
 }
+
+TEST(code, no_fences_and_no_prefetches_anywhere)
+{
+    for (const auto& [address, f] : code().functions())
+        for (const Instruction& in : f.code)
+            EXPECT_FALSE(in.mnemonic().ends_with("fence") || in.mnemonic().starts_with("prefetch"))
+                << f.name << ": " << in.mnemonic();
+}
+
+TEST(code, streams_past_the_caches_in_memcpy_fast_alone)
+{
+    for (const auto& [address, f] : code().functions())
+        for (const Instruction& in : f.code)
+            if (in.mnemonic().find("movnt") != std::string::npos) {
+                EXPECT_TRUE(f.name == "memcpy_fast_sse2" || f.name == "memcpy_fast_avx2")
+                    << f.name << ": " << in.mnemonic();
+            }
+}
+
+/// A count of 2^63 and above is no negative number. An unsigned count becomes a float by way of its
+/// half, and a double, with clang++, of its two halves; a signed one in one instruction.
+TEST_P(Variant, divides_by_an_unsigned_count)
+{
+    const std::string& name = GetParam();
+    if (!name.starts_with("avg_f") && !name.starts_with("minmaxmed_"))
+        return;
+    const auto body = body_of(name);
+    const bool by_its_half =
+        has(body, "shr") && has(body, "or") && (has(body, "cvtsi2s") || has(body, "vcvtsi2s"));
+    const bool by_halves =
+        (has(body, "subpd") && has(body, "unpckhpd")) ||
+        (has(body, "vsubpd") &&
+         (has(body, "vshufpd") || has(body, "vpermilpd") || has(body, "vunpckhpd")));
+    EXPECT_TRUE(by_its_half || by_halves);
+}
+
+/// The constants of the two functions that blocks compute lie in the library eight times in a row,
+/// on 32 bytes, and the paths of 4 and of 8 lanes load the same rows.
+struct Rows {
+    const char *narrow, *wide;
+    std::vector<std::uint32_t> constants;
+};
+static void PrintTo(const Rows& rows, std::ostream* list) { *list << rows.narrow; }
+
+class SharedRows : public testing::TestWithParam<Rows> {};
+
+TEST_P(SharedRows, are_loaded_by_4_lanes_and_by_8)
+{
+    const auto narrow = code().rows_named_in(*code().named(GetParam().narrow));
+    const auto wide = code().rows_named_in(*code().named(GetParam().wide));
+    for (const std::uint32_t constant : GetParam().constants) {
+        ASSERT_TRUE(narrow.contains(constant)) << "no row of " << std::hex << constant;
+        ASSERT_TRUE(wide.contains(constant)) << "no row of " << std::hex << constant;
+        EXPECT_EQ(narrow.at(constant), wide.at(constant)) << "two of " << std::hex << constant;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    code, SharedRows,
+    testing::Values(
+        Rows{"spec_log_f32_sse2",
+             "spec_log_f32_avx2",
+             {0x00800000, 0xFFFFFF81, 0x807FFFFF, 0x3F000000, 0x3F3504F3, 0xBF800000, 0x3F800000,
+              0x3D9021BB, 0xBDEBD1B8, 0x3DEF251A, 0xBDFE5D4F, 0x3E11E9BF, 0xBE2AAE50, 0x3E4CCEAC,
+              0xBE7FFFFC, 0x3EAAAAAA, 0xB95E8083, 0x3F318000, 0x40135D8E, 0x41200000}},
+        Rows{"vfilter2_chunk_sse2",
+             "vfilter2_chunk_avx2",
+             {0x42B0C0A5, 0xC2B0C0A5, 0x3FB8AA3B, 0x3F000000, 0x3F318000, 0xB95E8083, 0x39506967,
+              0x3AB743CE, 0x3C088908, 0x3D2AA9C1, 0x3E2AAAAA, 0x3F800000, 127}}),
+    [](const auto& rows) { return std::string(rows.param.narrow); });
 
 TEST(code, one_cpuid)
 {

@@ -1,15 +1,13 @@
 // tests/spec_log_code_test.cpp: what no result of spec_log_f32 shows: the steps of the block path
-// that have no effect but are kept, and its constants as rows of eight copies.
+// that have no effect but are kept.
 #include "rig/elf_file.h"
 #include "rig/library.h"
 
 #include <Zydis/Zydis.h>
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
 #include <elf.h>
 #include <gtest/gtest.h>
-#include <set>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -39,7 +37,6 @@ struct Code {
         std::uint64_t predicate; // of a comparison
     };
     std::vector<Step> steps;
-    std::set<std::uint64_t> addresses; // named relative to the instruction
 
     long count(const std::string& name) const
     {
@@ -78,14 +75,9 @@ Code code_of(const std::string& variant)
             if (name.starts_with('v'))
                 name.erase(0, 1);
             std::uint64_t predicate = 0;
-            for (int i = 0; i < in.operand_count; ++i) {
+            for (int i = 0; i < in.operand_count; ++i)
                 if (operands[i].type == ZYDIS_OPERAND_TYPE_IMMEDIATE)
                     predicate = operands[i].imm.value.u;
-                if (operands[i].type == ZYDIS_OPERAND_TYPE_MEMORY &&
-                    operands[i].mem.base == ZYDIS_REGISTER_RIP)
-                    code.addresses.insert(s.value + at + in.length +
-                                          static_cast<std::uint64_t>(operands[i].mem.disp.value));
-            }
             code.steps.push_back({name, predicate});
             at += in.length;
         }
@@ -130,26 +122,6 @@ TEST(spec_log_code, base_and_sse2_blend)
 {
     EXPECT_GE(code_of("spec_log_f32_base").count("blendvps"), 1);
     EXPECT_GE(code_of("spec_log_f32_sse2").count("blendvps"), 1);
-}
-
-/// Each constant lies in the library eight times in a row, on 32 bytes, and both block paths name
-/// that row.
-TEST_P(BlockPath, constants_are_rows_of_eight)
-{
-    constexpr std::uint32_t constants[] = {
-        0x00800000, 0xFFFFFF81, 0x807FFFFF, 0x3F000000, 0x3F3504F3, 0xBF800000, 0x3F800000,
-        0x3D9021BB, 0xBDEBD1B8, 0x3DEF251A, 0xBDFE5D4F, 0x3E11E9BF, 0xBE2AAE50, 0x3E4CCEAC,
-        0xBE7FFFFC, 0x3EAAAAAA, 0xB95E8083, 0x3F318000, 0x40135D8E, 0x41200000};
-    for (const std::uint32_t constant : constants) {
-        std::uint32_t row[8];
-        std::fill(std::begin(row), std::end(row), constant);
-        int rows = 0;
-        for (const std::uint64_t address : code.addresses) {
-            const char* bytes = address % 32 == 0 ? bytes_at(address, sizeof row) : nullptr;
-            rows += bytes != nullptr && std::memcmp(bytes, row, sizeof row) == 0;
-        }
-        EXPECT_GE(rows, 1) << "no row of " << std::hex << constant;
-    }
 }
 
 } // namespace

@@ -96,6 +96,15 @@ void* Library::internal(const char* function_name) const
     throw std::runtime_error(std::string("no function ") + function_name);
 }
 
+std::vector<std::string> Library::changed_entries() const
+{
+    std::vector<std::string> names;
+    for (const auto& [name, held] : loaded_)
+        if (const void* now = *static_cast<void**>(symbol(name.c_str())); behind_gate(now) != held)
+            names.push_back(name);
+    return names;
+}
+
 void Library::intercept(const char* imported, void* replacement)
 {
     bool found = false;
@@ -123,14 +132,30 @@ void Library::release()
 void Library::gate_entries()
 {
     for (const std::string& name : entry_names())
-        if (auto** const entry = static_cast<void**>(symbol(name.c_str())); *entry != nullptr)
+        if (auto** const entry = static_cast<void**>(symbol(name.c_str())); *entry != nullptr) {
+            loaded_[name] = *entry;
             *entry = gate_to(*entry);
+        }
+}
+
+static std::map<Level, std::unique_ptr<Library>>& shared_copies()
+{
+    static std::map<Level, std::unique_ptr<Library>> copies;
+    return copies;
+}
+
+std::vector<std::string> changed_entries()
+{
+    std::vector<std::string> list;
+    for (const auto& [level, copy] : shared_copies())
+        for (const std::string& entry : copy->changed_entries())
+            list.push_back(std::string(name(level)) + ": " + entry);
+    return list;
 }
 
 Library& at(Level level)
 {
-    static std::map<Level, std::unique_ptr<Library>> copies;
-    auto& copy = copies[level];
+    auto& copy = shared_copies()[level];
     if (!copy) {
         copy = std::make_unique<Library>(Processor::at(level));
         if (gates_at_entries)

@@ -56,6 +56,8 @@ public:
 
     /// From now on every entry leads through a gate (rig/gate.h), the library's own calls too.
     void gate_entries();
+    /// Entries behind whose gates something else stands than then.
+    std::vector<std::string> changed_entries() const;
 
     const char* base() const { return base_; }
 
@@ -69,10 +71,13 @@ private:
     std::vector<Query> queries_;
     std::map<std::string, std::string> at_first_cpuid_;
     std::map<void**, void*> intercepted_;
+    std::map<std::string, void*> loaded_; // what the gated entries held
 };
 
 /// The shared copy for a level; entries and imports are as loaded unless a test changed them.
 Library& at(Level level);
+/// "sse2: fill_f32" for every changed entry of the shared copies.
+std::vector<std::string> changed_entries();
 /// Whether at() hands out copies with gates at their entries: for tests, not for times.
 inline bool gates_at_entries = false;
 
