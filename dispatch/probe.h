@@ -10,6 +10,8 @@
 
 enum class Level { base, sse, sse2, sse3, ssse3, sse41, avx, avx2 };
 
+namespace {
+
 /// The four output registers of one CPUID.
 struct CpuidWords {
     std::uint32_t eax = 0;
@@ -23,8 +25,6 @@ struct ProbeState {
     std::uint32_t subleaf = 0; // ECX, the register: whatever the last CPUID left in it
     char vendor[13] = {};
 };
-
-namespace {
 
 constexpr std::uint32_t extended_range = 0x80000000;
 
