@@ -48,7 +48,12 @@ bool upper_halves_visible()
         unsigned b = 0;
         unsigned c = 0;
         unsigned d = 0;
-        return has_avx() && __get_cpuid_count(13, 1, &a, &b, &c, &d) != 0 && (a & 4) != 0;
+        if (!has_avx() || __get_cpuid_count(13, 1, &a, &b, &c, &d) == 0 || (a & 4) == 0)
+            return false;
+        dirty_upper_halves();
+        const bool dirty_shows = (xgetbv(1) & 4) != 0;
+        clear_upper_halves();
+        return dirty_shows && (xgetbv(1) & 4) == 0; // an emulator may call them in use for good
     }();
     return yes;
 }
