@@ -4,8 +4,8 @@
 
 #include "spectrum/arith.h"
 
-/// A constant for 4 or 8 lanes: eight copies of its bits. Each stands in the library once, in an
-/// object of its own, and every level's path loads that row.
+/// A constant for 4 or 8 lanes: eight copies of its bits. A function's rows stand in the library once,
+/// in a file of their own, and every level's path loads them.
 struct alignas(32) Row {
     std::uint32_t lane[8];
 };

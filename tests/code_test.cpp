@@ -92,12 +92,12 @@ public:
                     continue;
                 const std::uint64_t at =
                     in.next() + static_cast<std::uint64_t>(operand.mem.disp.value);
-                const char* bytes = at % 32 == 0 ? bytes_at(at, 32) : nullptr;
-                std::uint32_t words[8] = {};
-                if (bytes != nullptr)
-                    std::memcpy(words, bytes, sizeof words);
-                if (bytes != nullptr &&
-                    std::count(std::begin(words), std::end(words), words[0]) == 8)
+                std::uint32_t words[8];
+                const char* bytes = elf_.bytes_at(at, sizeof words);
+                if (at % 32 != 0 || bytes == nullptr)
+                    continue;
+                std::memcpy(words, bytes, sizeof words);
+                if (std::count(std::begin(words), std::end(words), words[0]) == 8)
                     rows[words[0]].insert(at);
             }
         return rows;
@@ -125,15 +125,6 @@ public:
     }
 
 private:
-    /// The bytes at an address, if a section of the file holds all of them.
-    const char* bytes_at(std::uint64_t address, std::uint64_t count) const
-    {
-        for (const rig::ElfSection& s : elf_.sections)
-            if (s.type == SHT_PROGBITS && s.address != 0 && s.address <= address &&
-                address + count <= s.address + s.size)
-                return elf_.bytes.data() + s.offset + (address - s.address);
-        return nullptr;
-    }
     char byte(std::uint64_t at) const { return elf_.bytes[text_.offset + (at - text_.address)]; }
     bool decode_one(Instruction& i, std::uint64_t at, std::uint64_t end) const
     {
@@ -480,8 +471,11 @@ class SharedRows : public testing::TestWithParam<Rows> {};
 
 TEST_P(SharedRows, are_loaded_by_4_lanes_and_by_8)
 {
-    const auto narrow = code().rows_named_in(*code().named(GetParam().narrow));
-    const auto wide = code().rows_named_in(*code().named(GetParam().wide));
+    const Function* const four = code().named(GetParam().narrow);
+    const Function* const eight = code().named(GetParam().wide);
+    ASSERT_TRUE(four != nullptr && eight != nullptr) << "not in the library";
+    const auto narrow = code().rows_named_in(*four);
+    const auto wide = code().rows_named_in(*eight);
     for (const std::uint32_t constant : GetParam().constants) {
         ASSERT_TRUE(narrow.contains(constant)) << "no row of " << std::hex << constant;
         ASSERT_TRUE(wide.contains(constant)) << "no row of " << std::hex << constant;

@@ -20,16 +20,6 @@ const rig::ElfFile& file()
     return elf;
 }
 
-/// The bytes at an address of the image, if a section of the file holds all of them.
-const char* bytes_at(std::uint64_t address, std::uint64_t count)
-{
-    for (const rig::ElfSection& s : file().sections)
-        if (s.type == SHT_PROGBITS && s.address != 0 && s.address <= address &&
-            address + count <= s.address + s.size)
-            return file().bytes.data() + s.offset + (address - s.address);
-    return nullptr;
-}
-
 /// A variant's code, reduced to what is asked here.
 struct Code {
     struct Step {
@@ -62,7 +52,7 @@ Code code_of(const std::string& variant)
         if (s.type != STT_FUNC || s.size == 0 ||
             s.name.find(length_and_name + "P") == std::string::npos)
             continue;
-        const char* bytes = bytes_at(s.value, s.size);
+        const char* bytes = file().bytes_at(s.value, s.size);
         if (bytes == nullptr)
             throw std::runtime_error("no bytes of " + variant);
         for (std::uint64_t at = 0; at < s.size;) {

@@ -113,4 +113,13 @@ const ElfSection* ElfFile::section(const std::string& wanted) const
     return nullptr;
 }
 
+const char* ElfFile::bytes_at(std::uint64_t address, std::uint64_t count) const
+{
+    for (const ElfSection& s : sections)
+        if (s.type == SHT_PROGBITS && s.address != 0 && s.address <= address &&
+            address + count <= s.address + s.size)
+            return bytes.data() + s.offset + (address - s.address);
+    return nullptr;
+}
+
 } // namespace rig

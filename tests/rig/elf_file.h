@@ -46,6 +46,8 @@ struct ElfFile {
     std::string soname;
 
     const ElfSection* section(const std::string& name) const;
+    /// The bytes at an address of the image, null unless one section of the file holds them all.
+    const char* bytes_at(std::uint64_t address, std::uint64_t count) const;
     /// The value of a dynamic tag; 0 if it is absent.
     std::uint64_t tag(std::int64_t wanted) const;
     bool has_tag(std::int64_t wanted) const;
