@@ -2,7 +2,7 @@
 #
 # A level file gets its own set and is refused the next one, so that neither an intrinsic nor the
 # compiler's own choice can reach above the level. A variant that demands more than its level says
-# so itself, with DEMANDS_SSE3 or DEMANDS_SSE41 (dispatch/variant.h), and only that function gets it.
+# so itself, with DEMANDS_SSE3 or DEMANDS_SSE41 (lanes/variant.h), and only that function gets it.
 # Never -march=...: it would bring FMA along.
 
 set(simd_level_base  -msse2 -mno-sse3)      # what every x86-64 has

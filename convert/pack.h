@@ -3,8 +3,8 @@
 #define LIBSIMD_CONVERT_PACK_H
 
 #include "convert/round.h"
-#include "memory/align.h"
-#include "spectrum/arith.h"
+#include "lanes/align.h"
+#include "lanes/arith.h"
 
 pack_f32_u8_fn pack_f32_u8_base, pack_f32_u8_sse2, pack_f32_u8_avx, pack_f32_u8_avx2;
 pack_f32_s16_fn pack_f32_s16_base, pack_f32_s16_sse2, pack_f32_s16_avx, pack_f32_s16_avx2;

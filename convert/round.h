@@ -2,7 +2,7 @@
 #ifndef LIBSIMD_CONVERT_ROUND_H
 #define LIBSIMD_CONVERT_ROUND_H
 
-#include "dispatch/variant.h"
+#include "lanes/variant.h"
 
 #include <immintrin.h>
 

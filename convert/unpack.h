@@ -3,8 +3,8 @@
 #ifndef LIBSIMD_CONVERT_UNPACK_H
 #define LIBSIMD_CONVERT_UNPACK_H
 
-#include "memory/align.h"
-#include "spectrum/arith.h"
+#include "lanes/align.h"
+#include "lanes/arith.h"
 
 unpack_u8_f32_fn unpack_u8_f32_base, unpack_u8_f32_sse2, unpack_u8_f32_avx, unpack_u8_f32_avx2;
 unpack_s16_f32_fn unpack_s16_f32_sse2, unpack_s16_f32_avx, unpack_s16_f32_avx2;

@@ -3,7 +3,7 @@
 #ifndef LIBSIMD_FILTER_EXP_H
 #define LIBSIMD_FILTER_EXP_H
 
-#include "spectrum/rows.h"
+#include "lanes/rows.h"
 
 namespace exp_rows {
 #pragma GCC visibility push(hidden)

@@ -1,6 +1,6 @@
 // filter/fir_alt.cpp: fir_c16_alt, fir_c32_alt and fir_c64_alt, a complex FIR over interleaved
 // samples of three formats, with the ring of the newest samples kept by the caller.
-#include "spectrum/arith.h"
+#include "lanes/arith.h"
 
 namespace {
 

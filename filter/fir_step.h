@@ -2,8 +2,8 @@
 #ifndef LIBSIMD_FILTER_FIR_STEP_H
 #define LIBSIMD_FILTER_FIR_STEP_H
 
-#include "filter/sum_lanes.h"
-#include "memory/align.h"
+#include "lanes/align.h"
+#include "lanes/sum_lanes.h"
 
 fir_step_c32_fn fir_step_c32_base, fir_step_c32_sse, fir_step_c32_avx;
 fir_step_c64_fn fir_step_c64_base, fir_step_c64_sse2, fir_step_c64_avx;

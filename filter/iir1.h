@@ -2,8 +2,8 @@
 #ifndef LIBSIMD_FILTER_IIR1_H
 #define LIBSIMD_FILTER_IIR1_H
 
-#include "memory/align.h"
-#include "spectrum/arith.h"
+#include "lanes/align.h"
+#include "lanes/arith.h"
 
 iir1_f32_fn iir1_f32_base, iir1_f32_sse, iir1_f32_avx;
 iir1_f64_fn iir1_f64_base, iir1_f64_sse2, iir1_f64_avx;

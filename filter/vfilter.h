@@ -5,7 +5,7 @@
 #ifndef LIBSIMD_FILTER_VFILTER_H
 #define LIBSIMD_FILTER_VFILTER_H
 
-#include "spectrum/arith.h"
+#include "lanes/arith.h"
 
 vfilter_f32_fn vfilter_f32_base, vfilter_f32_sse, vfilter_f32_avx;
 vfilter_f64_fn vfilter_f64_base, vfilter_f64_sse2, vfilter_f64_avx;

@@ -2,7 +2,7 @@
 #ifndef LIBSIMD_FILTER_VFILTER2_H
 #define LIBSIMD_FILTER_VFILTER2_H
 
-#include "spectrum/arith.h"
+#include "lanes/arith.h"
 
 #include <math.h>
 

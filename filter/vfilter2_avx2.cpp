@@ -1,8 +1,8 @@
 // filter/vfilter2_avx2.cpp: vfilter2_chunk for AVX2, 8 lanes. Other bits than the baseline's: its
 // blocks compute the exponential, and sum in lanes.
 #include "filter/exp.h"
-#include "filter/sum_lanes.h"
 #include "filter/vfilter2.h"
+#include "lanes/sum_lanes.h"
 
 // short   15 samples or fewer: the SSE2 variant, legacy code behind cleared upper halves; it has
 //         the 4-lane exponential, and single samples for 7 or fewer

@@ -1,8 +1,8 @@
 // filter/vfilter2_sse2.cpp: vfilter2_chunk for SSE2, 4 lanes. Other bits than the baseline's: its
 // blocks compute the exponential, and sum in lanes.
 #include "filter/exp.h"
-#include "filter/sum_lanes.h"
 #include "filter/vfilter2.h"
+#include "lanes/sum_lanes.h"
 
 // blocks  4 samples, unaligned loads, a sum per lane
 // fold    ((L0 + L2) + (L1 + L3)) + 0

@@ -1,5 +1,5 @@
 // memory/fill_avx.cpp: fill_f32 for AVX, 8 lanes. Same bits as the baseline.
-#include "memory/align.h"
+#include "lanes/align.h"
 #include "memory/fill.h"
 
 // head    single elements until dst is 32-byte aligned; one that is not 4-byte aligned never is

@@ -2,7 +2,7 @@
 #ifndef LIBSIMD_MEMORY_MEMCPY_H
 #define LIBSIMD_MEMORY_MEMCPY_H
 
-#include "memory/align.h"
+#include "lanes/align.h"
 
 #include <cstring>
 

@@ -2,7 +2,7 @@
 #ifndef LIBSIMD_MEMORY_SWAP_WORDS_H
 #define LIBSIMD_MEMORY_SWAP_WORDS_H
 
-#include "memory/align.h"
+#include "lanes/align.h"
 
 swap_words_u32_fn swap_words_u32_base, swap_words_u32_sse2, swap_words_u32_ssse3,
     swap_words_u32_avx2;

@@ -2,8 +2,8 @@
 #ifndef LIBSIMD_SPECTRUM_DECIBELS_H
 #define LIBSIMD_SPECTRUM_DECIBELS_H
 
-#include "memory/align.h"
-#include "spectrum/rows.h"
+#include "lanes/align.h"
+#include "lanes/rows.h"
 
 namespace decibel_rows {
 #pragma GCC visibility push(hidden)

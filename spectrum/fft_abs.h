@@ -3,8 +3,8 @@
 #ifndef LIBSIMD_SPECTRUM_FFT_ABS_H
 #define LIBSIMD_SPECTRUM_FFT_ABS_H
 
-#include "memory/align.h"
-#include "spectrum/arith.h"
+#include "lanes/align.h"
+#include "lanes/arith.h"
 
 fft_abs_f32_fn fft_abs_f32_base, fft_abs_f32_sse, fft_abs_f32_avx;
 fft_abs_f64_fn fft_abs_f64_base, fft_abs_f64_sse2, fft_abs_f64_sse3, fft_abs_f64_avx;

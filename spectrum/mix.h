@@ -3,7 +3,7 @@
 #ifndef LIBSIMD_SPECTRUM_MIX_H
 #define LIBSIMD_SPECTRUM_MIX_H
 
-#include "memory/align.h"
+#include "lanes/align.h"
 
 mix_f64_fn mix_f64_base, mix_f64_sse2, mix_f64_avx;
 

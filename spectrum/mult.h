@@ -2,8 +2,8 @@
 #ifndef LIBSIMD_SPECTRUM_MULT_H
 #define LIBSIMD_SPECTRUM_MULT_H
 
-#include "memory/align.h"
-#include "spectrum/arith.h"
+#include "lanes/align.h"
+#include "lanes/arith.h"
 
 mult_f32_fn mult_f32_base, mult_f32_sse, mult_f32_avx;
 mult_f64_fn mult_f64_base, mult_f64_sse2, mult_f64_avx;

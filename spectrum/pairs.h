@@ -5,7 +5,7 @@
 #ifndef LIBSIMD_SPECTRUM_PAIRS_H
 #define LIBSIMD_SPECTRUM_PAIRS_H
 
-#include "dispatch/variant.h"
+#include "lanes/variant.h"
 
 #include <immintrin.h>
 

@@ -5,8 +5,8 @@
 #ifndef LIBSIMD_STATS_FOLD_H
 #define LIBSIMD_STATS_FOLD_H
 
-#include "memory/align.h"
-#include "spectrum/arith.h"
+#include "lanes/align.h"
+#include "lanes/arith.h"
 
 SIMD_INLINE std::int16_t minsel(std::int16_t a, std::int16_t b) { return a < b ? a : b; }
 SIMD_INLINE std::int16_t maxsel(std::int16_t a, std::int16_t b) { return a > b ? a : b; }

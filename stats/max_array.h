@@ -2,8 +2,8 @@
 #ifndef LIBSIMD_STATS_MAX_ARRAY_H
 #define LIBSIMD_STATS_MAX_ARRAY_H
 
-#include "memory/align.h"
-#include "spectrum/arith.h"
+#include "lanes/align.h"
+#include "lanes/arith.h"
 
 max_array_f32_fn max_array_f32_base, max_array_f32_sse, max_array_f32_avx;
 max_array_f64_fn max_array_f64_base, max_array_f64_sse2, max_array_f64_avx;

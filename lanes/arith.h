@@ -1,4 +1,4 @@
-// spectrum/arith.h: sums, products and selections with their operand order pinned in the
+// lanes/arith.h: sums, products and selections with their operand order pinned in the
 // instruction.
 //
 // Of two NaN operands the processor keeps the first one's payload, and of two equal or unordered
@@ -11,10 +11,10 @@
 //   minsel(a, b)  a if a < b, otherwise b
 //   maxsel(a, b)  a if a > b, otherwise b
 //   add_low(a, b)  a, with the lowest lane of b added to its own
-#ifndef LIBSIMD_SPECTRUM_ARITH_H
-#define LIBSIMD_SPECTRUM_ARITH_H
+#ifndef LIBSIMD_LANES_ARITH_H
+#define LIBSIMD_LANES_ARITH_H
 
-#include "dispatch/variant.h"
+#include "lanes/variant.h"
 
 #include <immintrin.h>
 

@@ -1,4 +1,4 @@
-// filter/sum_lanes.h: the lanes of a sum added up, always in the same pairs.
+// lanes/sum_lanes.h: the lanes of a sum added up, always in the same pairs.
 //
 //   2 lanes  L0 + L1
 //   4 lanes  (L0 + L2) + (L1 + L3)
@@ -6,10 +6,10 @@
 //
 // Each wider form adds its upper half to its lower one and goes on as the narrower one. The last
 // sum is made among lanes, too: with scalars g++ moves the accumulators within the caller's loop.
-#ifndef LIBSIMD_FILTER_SUM_LANES_H
-#define LIBSIMD_FILTER_SUM_LANES_H
+#ifndef LIBSIMD_LANES_SUM_LANES_H
+#define LIBSIMD_LANES_SUM_LANES_H
 
-#include "spectrum/arith.h"
+#include "lanes/arith.h"
 
 SIMD_INLINE float sum_lanes(__m128 lanes)
 {

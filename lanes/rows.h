@@ -1,8 +1,8 @@
-// spectrum/rows.h: blocks of 4 or 8 floats, and steps on them whose second operand is a constant.
-#ifndef LIBSIMD_SPECTRUM_ROWS_H
-#define LIBSIMD_SPECTRUM_ROWS_H
+// lanes/rows.h: blocks of 4 or 8 floats, and steps on them whose second operand is a constant.
+#ifndef LIBSIMD_LANES_ROWS_H
+#define LIBSIMD_LANES_ROWS_H
 
-#include "spectrum/arith.h"
+#include "lanes/arith.h"
 
 /// A constant for 4 or 8 lanes: eight copies of its bits. A function's rows stand in the library once,
 /// in a file of their own, and every level's path loads them.

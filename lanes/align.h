@@ -1,8 +1,8 @@
-// memory/align.h: where a pointer lies within a block, and the two ways to reach a block in memory.
-#ifndef LIBSIMD_MEMORY_ALIGN_H
-#define LIBSIMD_MEMORY_ALIGN_H
+// lanes/align.h: where a pointer lies within a block, and the two ways to reach a block in memory.
+#ifndef LIBSIMD_LANES_ALIGN_H
+#define LIBSIMD_LANES_ALIGN_H
 
-#include "dispatch/variant.h"
+#include "lanes/variant.h"
 
 #include <immintrin.h>
 

@@ -1,11 +1,11 @@
-// dispatch/variant.h: what every variant's file starts from.
+// lanes/variant.h: what every variant's file starts from.
 //
 // A level's object may hold nothing that the linker could share with another level's: of two copies
 // of one inline function the linker keeps either, and one of them may need AVX. So whatever the
 // variants share is SIMD_INLINE, a copy per file and never a call, and a file's own helpers and
 // constants stand in an unnamed namespace.
-#ifndef LIBSIMD_DISPATCH_VARIANT_H
-#define LIBSIMD_DISPATCH_VARIANT_H
+#ifndef LIBSIMD_LANES_VARIANT_H
+#define LIBSIMD_LANES_VARIANT_H
 
 #include "libsimd.h"
 
