@@ -32,6 +32,14 @@ TEST(WaterfallAxes, TicksAreRoundAndInReadableUnits)
     EXPECT_EQ(labels(level_axis(-97, -41, 6)), "dBFS -90 -80 -70 -60 -50");
 }
 
+// Where doubles are further apart than ticks, there are none, and no endless search for the next.
+TEST(WaterfallAxes, FarFromZero)
+{
+    EXPECT_LE(frequency_axis(1e15 - 0.5, 1e15 + 0.5, 10).ticks.size(), 12U);
+    EXPECT_LE(frequency_axis(1e18, 1.000000000001e18, 10).ticks.size(), 12U);
+    EXPECT_EQ(frequency_axis(1e13, 1e13 + 4, 4).ticks.size(), 5U);
+}
+
 TEST(WaterfallAxes, ColoursRiseEvenly)
 {
     const auto& map = colour_map();

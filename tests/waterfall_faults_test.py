@@ -100,6 +100,14 @@ class BadInputs(Case):
             with self.subTest(arguments):
                 self.fails(words, "a.cu8", *arguments, status=2)
 
+    def test_absurd_numbers(self):
+        self.write("a.cu8", bytes(10000))
+        for words, arguments in (("centre", ["--center", "1e15"]), ("rate", ["--rate", "1e-300"]),
+                                 ("--channel", ["--rate", "1M", "--channel", "2M"]),
+                                 ("--channel", ["--rate", "1M", "--channel", "-500001"])):
+            with self.subTest(arguments):
+                self.fails(words, "a.cu8", *arguments)
+
     def test_names_with_line_feeds_make_one_line(self):
         self.fails("a?b.cu8", "a\nb.cu8")
 
@@ -141,6 +149,21 @@ class BadOutputs(Case):
                    status=2)
         self.fails(["x.png", "two outputs"], "a.cu8", "--spectrum", "x.png", "--json", "x.png",
                    status=2)
+
+
+    def test_standard_output(self):
+        for option in ("--waterfall", "--spectrum"):
+            result = self.succeeds("a.cu8", option, "-")
+            self.write("out.png", result.stdout)
+            read_png(self.path / "out.png")
+            self.assertFalse((self.path / "-").exists())
+            self.assertIn(b"wrote", result.stderr)
+
+    def test_links_to_one_file(self):
+        self.write("x.png", b"")
+        (self.path / "link.png").symlink_to("x.png")
+        self.fails(["x.png", "two outputs"], "a.cu8", "--waterfall", "x.png", "--spectrum",
+                   "link.png", status=2)
 
 
 class Interrupts(Case):

@@ -26,6 +26,16 @@ TEST(WaterfallUnits, ReadAndWritten)
     EXPECT_EQ(parse_number("-100k"), -1e5);
     EXPECT_EQ(parse_number("3.5028G"), 3.5028e9);
     EXPECT_EQ(parse_number("48e3"), 48000.0);
+    EXPECT_EQ(parse_number("4Ki"), 4096.0);
+    EXPECT_EQ(parse_number("1Mi"), 1048576.0);
+    EXPECT_EQ(parse_count("4k"), 4000U);
+    EXPECT_EQ(parse_count("1.5k"), 1500U);
+    for (const char* bad : {"-1", "0.5", "1e17", "-4k", "4Kii", "4ki"})
+        EXPECT_EQ(parse_count(bad), std::nullopt) << bad;
+    EXPECT_EQ(duration_text(0.0125), "12.5 ms");
+    EXPECT_EQ(duration_text(60), "1 min");
+    EXPECT_EQ(duration_text(3723.5), "1 h 2 min 3.5 s");
+    EXPECT_EQ(duration_text(7200), "2 h 0 min");
     for (const char* bad : {"", "M", "2.4MHz", "1,5", "12x", "nan", "inf", "1e400", "1 2"})
         EXPECT_EQ(parse_number(bad), std::nullopt) << bad;
 }
@@ -121,6 +131,9 @@ TEST(WaterfallRaw, RateAndCentreMustBeNumbersThatMakeSense)
         EXPECT_SAYS(failure(file, {}, rate), std::string("--rate"), "not a positive number");
     EXPECT_SAYS(failure(file, {}, {}, HUGE_VAL), std::string("--center"), "not a finite number");
     EXPECT_EQ(open(file, {}, {}, -5.0)->recording().center, -5.0);
+    for (const auto& [rate, center] :
+         {std::pair(1e-300, 0.0), {1e300, 0.0}, {1.0, 1e15}, {1e6, -1e300}})
+        EXPECT_SAYS(failure(file, {}, rate, center), file, " to show");
     EXPECT_TRUE(contains(failure("", "cu8"), "--format, --rate and --center need an input"));
 }
 

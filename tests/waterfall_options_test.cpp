@@ -69,6 +69,21 @@ TEST(WaterfallOptions, PicturesAreNamedAfterTheInput)
     EXPECT_EQ(none.waterfall + none.spectrum, "");
 }
 
+TEST(WaterfallOptions, CountsTakeSuffixes)
+{
+    const Options o = parse({"--fft", "4k", "--rows", "1k", "--lines", "0"}).value();
+    EXPECT_EQ(o.settings.fft, 4000U);
+    EXPECT_EQ(o.settings.rows, 1000U);
+    EXPECT_EQ(o.settings.lines, 0U);
+    EXPECT_EQ(parse({"--fft", "4Ki"})->settings.fft, 4096U);
+    try {
+        parse({"--fft=-1"});
+        ADD_FAILURE() << "no error";
+    } catch (const Error& error) {
+        EXPECT_STREQ(error.what(), "--fft: '-1' is not a count");
+    }
+}
+
 TEST(WaterfallOptions, WhatCannotBe)
 {
     const std::vector<std::vector<const char*>> cases = {
@@ -91,6 +106,14 @@ TEST(WaterfallOptions, WhatCannotBe)
         {"--no-pictures", "--spectrum", "x.png"},
         {"--waterfall", "x.png", "--spectrum", "x.png"},
         {"--low", "-10", "--high", "-20"},
+        {"--low", "-1e300"},
+        {"--high", "1e300"},
+        {"--lines=-1"},
+        {"--fft=-1"},
+        {"--rows", "2.5"},
+        {"--waterfall", "x.png", "--spectrum", "./x.png"},
+        {"--waterfall", "none/x.png", "--json", "none/../none/x.png"},
+        {"--waterfall", "-", "--json", "-"},
     };
     for (const auto& words : cases) {
         try {

@@ -51,8 +51,10 @@ Axis make_axis(double low, double high, int most, Unit unit, double slack = 0)
     const int decimals = std::max(0, static_cast<int>(-std::floor(std::log10(step) + 1e-9)));
     const double first = std::ceil((low - slack) / unit.size / step - 1e-9);
     const double last = std::floor((high + slack) / unit.size / step + 1e-9);
-    for (double k = first; k <= last; ++k) {
-        const double value = k == 0 ? 0.0 : k * step; // no negative zero
+    // Counted, not added up: far from zero `first + 1` may be `first`, and then there is no tick to tell.
+    const int ticks = std::min(most + 2, static_cast<int>(last - first) + 1);
+    for (int i = 0; i < ticks && first + 1 > first; ++i) {
+        const double value = (first + i) * step + 0.0; // no negative zero
         axis.ticks.push_back({value * unit.size, fmt::format("{:.{}f}", value, decimals)});
     }
     return axis;

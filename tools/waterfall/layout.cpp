@@ -102,8 +102,8 @@ void draw_title(Canvas& canvas, const Plot& plot, const Analysis& a)
     canvas.text(plot.left, 26, to_ascii(a.recording.name), {ink, title_size});
     std::string what =
         fmt::format("{}, {}, {}; transforms of {} ({}), {} in {}", name(a.recording.format),
-                    with_unit(a.recording.rate, "S/s"), with_unit(a.seconds(), "s"), s.fft,
-                    s.window, plural(a.frames, "frame"), plural(a.waterfall.rows, "row"));
+                    with_unit(a.recording.rate, "S/s"), duration_text(a.seconds()), s.fft, s.window,
+                    plural(a.frames, "frame"), plural(a.waterfall.rows, "row"));
     if (s.has_channel())
         what += fmt::format("; channel at {}, decimated by {}",
                             frequency_text(s.channel.value_or(0), 6), s.decimate);

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -18,6 +19,7 @@
 #include <span>
 #include <string>
 #include <system_error>
+#include <unistd.h>
 #include <vector>
 
 using namespace waterfall;
@@ -66,7 +68,7 @@ void describe(std::FILE* out, const Recording& r)
                with_unit(r.rate, "S/s"), with_unit(r.center, "Hz"));
     if (r.samples)
         fmt::print(out, ", {} samples ({})", *r.samples,
-                   with_unit(static_cast<double>(*r.samples) / r.rate, "s"));
+                   duration_text(static_cast<double>(*r.samples) / r.rate));
     fmt::print(out, "\n");
     for (const std::string& line : r.assumed)
         fmt::print(out, "  assumed: {}\n", line);
@@ -82,49 +84,63 @@ std::span<const std::byte> bytes_of(const auto& container)
 void write_outputs(const Options& o, const Analysis& analysis)
 {
     std::vector<Output> files;
+    const auto write = [&](const std::string& path, std::span<const std::byte> bytes) {
+        if (path == "-")
+            std::fwrite(bytes.data(), 1, bytes.size(), stdout);
+        else
+            files.emplace_back(path, bytes);
+    };
     if (!o.waterfall.empty())
-        files.emplace_back(o.waterfall, bytes_of(waterfall_png(analysis)));
+        write(o.waterfall, bytes_of(waterfall_png(analysis)));
     if (!o.spectrum.empty())
-        files.emplace_back(o.spectrum, bytes_of(spectrum_png(analysis)));
+        write(o.spectrum, bytes_of(spectrum_png(analysis)));
     if (!o.json.empty()) {
         // a file's name need not be UTF-8
         const std::string text =
             to_json(analysis).dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
-        if (o.json == "-")
-            std::fwrite(text.data(), 1, text.size(), stdout);
-        else
-            files.emplace_back(o.json, bytes_of(text));
+        write(o.json, bytes_of(text));
     }
     for (Output& file : files)
         file.commit();
 }
 
-std::vector<std::string> output_files(const Options& o)
+bool to_standard_output(const Options& o)
 {
-    std::vector<std::string> files = {o.waterfall, o.spectrum, o.json == "-" ? "" : o.json};
-    std::erase(files, "");
-    return files;
+    return o.waterfall == "-" || o.spectrum == "-" || o.json == "-";
 }
 
 // What cannot be written is said before a long recording is read.
 void check_outputs(const Options& o)
 {
+    if ((o.waterfall == "-" || o.spectrum == "-") && ::isatty(STDOUT_FILENO) != 0)
+        throw Error("standard output: is a terminal, which shows no picture");
     std::error_code none;
-    for (const std::string& path : output_files(o)) {
+    for (const std::string& path : o.outputs()) {
+        if (path == "-")
+            continue;
         check_output(path);
         if (std::filesystem::equivalent(path, o.request.input, none))
             throw Error(path + ": is the input; it stays as it is");
     }
 }
 
+void check_channel(const Settings& settings, const Recording& r)
+{
+    if (settings.channel && std::abs(*settings.channel) > r.rate / 2)
+        throw Error(
+            fmt::format("--channel: {} from the centre is outside of the band, which ends at {}",
+                        with_unit(*settings.channel, "Hz"), with_unit(r.rate / 2, "Hz")));
+}
+
 int run(const Options& o)
 {
     prepare_signals();
     check_outputs(o);
-    std::FILE* out = o.json == "-" ? stderr : stdout;
+    std::FILE* out = to_standard_output(o) ? stderr : stdout;
     Request request = o.request;
     request.stop = &stop;
     const std::unique_ptr<Source> source = open_source(request);
+    check_channel(o.settings, source->recording());
     if (!o.quiet)
         describe(out, source->recording());
 
@@ -136,8 +152,9 @@ int run(const Options& o)
     write_outputs(o, analysis);
     if (!o.quiet) {
         std::fputs(table(analysis).c_str(), out);
-        for (const std::string& path : output_files(o))
-            fmt::print(out, "wrote {}\n", path);
+        for (const std::string& path : o.outputs())
+            if (path != "-")
+                fmt::print(out, "wrote {}\n", path);
     }
     finish_stdout();
     if (stop == 0)

@@ -4,9 +4,12 @@
 #include "waterfall/units.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <fmt/format.h>
-#include <utility>
+#include <limits>
+#include <type_traits>
 
 namespace waterfall {
 namespace {
@@ -21,7 +24,7 @@ generated band, so it can be tried at once.
 )";
 
 constexpr const char* footer = R"(
-Numbers may end in k, M or G: --rate 2.4M is 2400000 samples per second.
+Numbers may end in k, M or G, and in Ki or Mi: 2.4M is 2400000, 4Ki is 4096.
 Levels are dB of full scale (dBFS): a carrier that just fits is at 0 dB.
 
 Formats of raw samples (I and Q interleaved, little-endian):
@@ -42,16 +45,23 @@ at once. Exit status: 0, 1 for an input or output that failed, 2 for options
 that cannot be, 130 after Ctrl-C.
 )";
 
-// An option that takes a number with a suffix.
+// An option that takes a number, with a suffix or without; what is counted takes no other.
 template <typename Target>
 CLI::Option* add_number(CLI::App& app, const std::string& name, Target& target,
                         const std::string& text)
 {
     const auto set = [&target, name](const std::string& value) {
-        const std::optional<double> number = parse_number(value);
-        if (!number)
-            throw Error(fmt::format("{}: '{}' is not a number", name, value));
-        target = *number;
+        if constexpr (std::is_integral_v<Target>) {
+            const std::optional<std::uint64_t> count = parse_count(value);
+            if (!count || *count > std::numeric_limits<Target>::max())
+                throw Error(fmt::format("{}: '{}' is not a count", name, value));
+            target = static_cast<Target>(*count);
+        } else {
+            const std::optional<double> number = parse_number(value);
+            if (!number)
+                throw Error(fmt::format("{}: '{}' is not a number", name, value));
+            target = *number;
+        }
     };
     return app.add_option_function<std::string>(name, set, text);
 }
@@ -81,22 +91,22 @@ void add_analysis(CLI::App& app, Settings& s)
 {
     const char* group = "Analysis";
     const auto add = [&](const char* name, auto& target, const char* what, const char* text) {
-        app.add_option(name, target, text)->option_text(what)->group(group);
+        add_number(app, name, target, text)->option_text(what)->group(group);
     };
     add("--fft", s.fft, "N", "length of the transform, multiple of 16; default 2048");
     add("--overlap", s.overlap, "SHARE", "of a frame that the next repeats; default 0.5");
-    add("--window", s.window, "NAME", "hann, hamming, blackman, flattop, rect; default hann");
+    app.add_option("--window", s.window, "hann, hamming, blackman, flattop, rect; default hann")
+        ->option_text("NAME")
+        ->group(group);
     add("--average", s.average, "SHARE",
         "smooths the rows over time by y += SHARE * (x - y);\n"
         "default 1: not at all");
     add("--smooth", s.smooth, "N",
         "taps of the smoothing along the spectrum, odd;\n"
         "default 9");
-    add_number(app, "--channel", s.channel,
-               "shows only the channel this far from the middle,\n"
-               "filtered")
-        ->option_text("HZ")
-        ->group(group);
+    add("--channel", s.channel, "HZ",
+        "shows only the channel this far from the middle,\n"
+        "filtered");
     add("--decimate", s.decimate, "N", "keeps one of N samples of that channel; default 1");
     add("--lines", s.lines, "N", "lines reported, strongest first; default 10");
 }
@@ -109,14 +119,16 @@ struct Pictures {
 void add_output(CLI::App& app, Options& o, Pictures& pictures)
 {
     const char* group = "Output";
-    app.add_option("--waterfall", pictures.waterfall, "default: NAME-waterfall.png in this folder")
+    app.add_option("--waterfall", pictures.waterfall,
+                   "default: NAME-waterfall.png in this folder;\n- writes it to standard output")
         ->option_text("FILE.png")
         ->group(group);
-    app.add_option("--spectrum", pictures.spectrum, "default: NAME-spectrum.png in this folder")
+    app.add_option("--spectrum", pictures.spectrum,
+                   "default: NAME-spectrum.png in this folder;\n- writes it to standard output")
         ->option_text("FILE.png")
         ->group(group);
     app.add_flag("--no-pictures", pictures.none, "figures only")->group(group);
-    app.add_option("--rows", o.settings.rows, "rows of the waterfall, at least; default 600")
+    add_number(app, "--rows", o.settings.rows, "rows of the waterfall, at least; default 600")
         ->option_text("N")
         ->group(group);
     add_number(app, "--low", o.settings.low_db, "level of the darkest colour; default: from INPUT")
@@ -152,16 +164,33 @@ void choose_pictures(Options& o, const Pictures& pictures)
     o.spectrum = chosen(pictures.spectrum, "spectrum");
 }
 
+// By any of its names, whether it exists or not.
+bool same_file(const std::string& one, const std::string& other)
+{
+    namespace fs = std::filesystem;
+    std::error_code none;
+    return one == other || (one != "-" && other != "-" &&
+                            (fs::equivalent(one, other, none) ||
+                             fs::weakly_canonical(fs::absolute(one, none), none) ==
+                                 fs::weakly_canonical(fs::absolute(other, none), none)));
+}
+
 void check_names(const Options& o)
 {
-    for (const auto& [one, other] :
-         {std::pair(&o.waterfall, &o.spectrum), std::pair(&o.waterfall, &o.json),
-          std::pair(&o.spectrum, &o.json)})
-        if (!one->empty() && *one == *other)
-            throw Error(*one + ": is the name of two outputs");
+    const std::vector<std::string> files = o.outputs();
+    for (auto one = files.begin(); one != files.end(); ++one)
+        if (std::any_of(one + 1, files.end(), [&](const auto& f) { return same_file(*one, f); }))
+            throw Error((*one == "-" ? "standard output" : *one) + ": is the name of two outputs");
 }
 
 } // namespace
+
+std::vector<std::string> Options::outputs() const
+{
+    std::vector<std::string> files = {waterfall, spectrum, json};
+    std::erase(files, "");
+    return files;
+}
 
 std::optional<Options> parse_options(int argc, const char* const* argv)
 {

@@ -7,15 +7,18 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace waterfall {
 
 struct Options {
     Request request;
     Settings settings;
-    std::string waterfall, spectrum; ///< files; empty where no picture is wanted
-    std::string json;                ///< "-": standard output; empty: none
+    std::string waterfall, spectrum, json; ///< files; "-": standard output, empty: none
     bool quiet = false;
+
+    /// Of all outputs, those that are wanted.
+    [[nodiscard]] std::vector<std::string> outputs() const;
 };
 
 /// Nothing where --help or --version has been answered on stdout. Throws Error for what cannot be.

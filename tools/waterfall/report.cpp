@@ -120,8 +120,8 @@ std::string table(const Analysis& a)
     std::string out;
     const auto print = [&out](const std::string& line) { out += line + '\n'; };
     print(fmt::format("{} samples, {}; {} frames in {} rows{}", a.samples,
-                      with_unit(std::round(a.seconds() * 1e6) / 1e6, "s"), a.frames,
-                      a.waterfall.rows, a.interrupted ? "; interrupted" : ""));
+                      duration_text(a.seconds()), a.frames, a.waterfall.rows,
+                      a.interrupted ? "; interrupted" : ""));
     print(fmt::format("mean {:.1f} dBFS, peak {:.1f} dBFS, clipped {:.2g} %, floor {:.1f} dBFS in "
                       "{} ({:.1f} dBFS/Hz)",
                       a.levels.mean_db, 20 * std::log10(std::max(a.levels.peak, 1e-30)),

@@ -50,8 +50,9 @@ void Settings::check() const
     require(smooth - 1 <= fft / 2,
             fmt::format("smoothing by {} taps: at most {} with an FFT length of {}", smooth,
                         fft / 2 + 1, fft));
-    require(!low_db || std::isfinite(*low_db), "lowest level: not a number of dB");
-    require(!high_db || std::isfinite(*high_db), "highest level: not a number of dB");
+    for (const std::optional<double>& level : {low_db, high_db}) // doubles reach 3076 dB below
+        require(!level || std::abs(*level) <= 1000.0,
+                fmt::format("level {} dBFS: -1000 to 1000 can be shown", level.value_or(0)));
     require(!low_db || !high_db || *high_db > *low_db,
             fmt::format("levels {} to {} dB: the highest must be above the lowest",
                         low_db.value_or(0), high_db.value_or(0)));

@@ -20,6 +20,16 @@ std::size_t finite_values(const T* values, std::size_t n)
     return i;
 }
 
+// Frequencies are doubles: the band must be wide enough to tell those in it from each other.
+void check_band(const Recording& r)
+{
+    if (!(r.rate >= 1e-6 && r.rate <= 1e13))
+        throw Error(fmt::format("{}: a rate of {:g} S/s is too far out to show", r.input, r.rate));
+    if (!(std::abs(r.center) <= 1e14 && std::abs(r.center) <= r.rate * 0x1p36))
+        throw Error(fmt::format("{}: a centre of {:g} Hz is too far out to show a band of {}",
+                                r.input, r.center, with_unit(r.rate, "Hz")));
+}
+
 } // namespace
 
 Error system_error(const std::string& path, const std::string& what, int number)
@@ -58,6 +68,7 @@ void settle(Recording& recording, const Request& request, std::optional<double> 
         recording.assumed.emplace_back("centre 0 Hz: nothing says it (--center)");
     recording.rate = request.rate.value_or(rate.value_or(1.0));
     recording.center = request.center.value_or(center.value_or(0.0));
+    check_band(recording);
 }
 
 void check_finite(const std::string& path, Format format, const void* block, std::size_t samples,
