@@ -1,24 +1,12 @@
 // tests/spec_log_code_test.cpp: what no result of spec_log_f32 shows: the steps of the block path
 // that have no effect but are kept.
-#include "rig/elf_file.h"
-#include "rig/library.h"
+#include "rig/machine_code.h"
 
-#include <Zydis/Zydis.h>
 #include <algorithm>
-#include <cstdint>
-#include <elf.h>
 #include <gtest/gtest.h>
 #include <stdexcept>
-#include <string>
-#include <vector>
 
 namespace {
-
-const rig::ElfFile& file()
-{
-    static const rig::ElfFile elf(rig::shipped());
-    return elf;
-}
 
 /// A variant's code, reduced to what is asked here.
 struct Code {
@@ -43,37 +31,21 @@ struct Code {
 
 Code code_of(const std::string& variant)
 {
-    ZydisDecoder decoder;
-    ZydisDecoderInit(&decoder, ZYDIS_MACHINE_MODE_LONG_64, ZYDIS_STACK_WIDTH_64);
     Code code;
-    for (const rig::ElfSymbol& s : file().symbols) {
-        // "_Z17spec_log_f32_sse2PKfmPff"
-        const std::string length_and_name = std::to_string(variant.size()) + variant;
-        if (s.type != STT_FUNC || s.size == 0 ||
-            s.name.find(length_and_name + "P") == std::string::npos)
-            continue;
-        const char* bytes = file().bytes_at(s.value, s.size);
-        if (bytes == nullptr)
-            throw std::runtime_error("no bytes of " + variant);
-        for (std::uint64_t at = 0; at < s.size;) {
-            ZydisDecodedInstruction in;
-            ZydisDecodedOperand operands[ZYDIS_MAX_OPERAND_COUNT];
-            if (!ZYAN_SUCCESS(
-                    ZydisDecoderDecodeFull(&decoder, bytes + at, s.size - at, &in, operands)))
-                throw std::runtime_error("cannot decode " + variant);
-            std::string name = ZydisMnemonicGetString(in.mnemonic);
+    for (const rig::Function* f : rig::body_of(variant))
+        for (const rig::Instruction& in : f->code) {
+            std::string name = in.mnemonic();
             if (name.starts_with('v'))
                 name.erase(0, 1);
             std::uint64_t predicate = 0;
-            for (int i = 0; i < in.operand_count; ++i)
-                if (operands[i].type == ZYDIS_OPERAND_TYPE_IMMEDIATE)
-                    predicate = operands[i].imm.value.u;
+            for (int i = 0; i < in.decoded.operand_count; ++i)
+                if (in.operands[i].type == ZYDIS_OPERAND_TYPE_IMMEDIATE)
+                    predicate = in.operands[i].imm.value.u;
             code.steps.push_back({name, predicate});
-            at += in.length;
         }
-        return code;
-    }
-    throw std::runtime_error("not in the library: " + variant);
+    if (code.steps.empty())
+        throw std::runtime_error("not in the library: " + variant);
+    return code;
 }
 
 constexpr std::uint64_t less = 1;
