@@ -23,10 +23,10 @@ Buffer<double> frame(std::size_t k)
 
 Rows filled(std::size_t frames, std::size_t wanted)
 {
-    Rows rows(bins, wanted);
+    Rows rows(Columns(bins, true), wanted, false);
     Timings timings;
     for (std::size_t k = 0; k < frames; ++k)
-        rows.add(frame(k).data(), timings);
+        rows.add(frame(k).data(), 1, timings);
     rows.finish();
     return rows;
 }
@@ -92,46 +92,164 @@ TEST(WaterfallRows, ALastRowThatIsNotFullIsShown)
 
 TEST(WaterfallRows, SilenceAfterAStrongRowIsSilent)
 {
-    Rows rows(bins, 4);
+    Rows rows(Columns(bins, true), 4, false);
     Timings timings;
     Buffer<double> power(bins);
     for (const double p : {1.0, 1e-17}) {
         std::fill(power.begin(), power.end(), p);
-        rows.add(power.data(), timings);
+        rows.add(power.data(), 1, timings);
     }
     EXPECT_FLOAT_EQ(rows.row(0)[3], 1.0F);
     EXPECT_FLOAT_EQ(rows.row(1)[3], 1e-17F);
 }
 
-TEST(WaterfallRows, LongTransformsKeepTheStrongestOfAGroup)
+// Frames that arrive joined give the rows of frames that arrive singly.
+TEST(WaterfallRows, TakeJoinedFrames)
 {
-    Rows rows(64, 4, 8);
+    for (const bool hold : {false, true}) {
+        Rows singly(Columns(bins, true), 4, hold);
+        Rows joined(Columns(bins, true), 4, hold);
+        Timings timings;
+        Buffer<double> pair(bins);
+        for (std::size_t k = 0; k < 8; ++k)
+            singly.add(frame(k).data(), 1, timings), joined.add(frame(k).data(), 1, timings);
+        ASSERT_EQ(joined.frames_per_row(), 2U);
+        for (std::size_t k = 8; k < 30; ++k) {
+            singly.add(frame(k).data(), 1, timings);
+            for (std::size_t i = 0; i < bins; ++i)
+                pair[i] = k % 2 == 0 ? frame(k)[i]
+                          : hold     ? std::max(pair[i], frame(k)[i])
+                                     : (pair[i] + frame(k)[i]) / 2;
+            if (k % 2 == 1)
+                joined.add(pair.data(), 2, timings);
+        }
+        ASSERT_EQ(singly.rows(), joined.rows());
+        for (std::size_t r = 0; r < singly.rows(); ++r)
+            for (std::size_t i = 0; i < bins; ++i)
+                EXPECT_FLOAT_EQ(singly.row(r)[i], joined.row(r)[i]) << hold << " " << r;
+    }
+}
+
+TEST(WaterfallRows, MaxHoldShowsTheStrongestFrame)
+{
+    Rows rows(Columns(bins, true), 4, true);
     Timings timings;
+    Buffer<double> power(bins);
+    for (std::size_t k = 0; k < 100; ++k) {
+        std::fill(power.begin(), power.end(), k == 57 ? 9.0 : 1.0);
+        rows.add(power.data(), 1, timings);
+    }
+    rows.finish();
+    ASSERT_EQ(rows.frames_per_row(), 16U);
+    for (std::size_t r = 0; r < rows.rows(); ++r)
+        EXPECT_EQ(rows.row(r)[5], r == 57 / 16 ? 9.0F : 1.0F) << r;
+}
+
+TEST(WaterfallColumns, ShowTheStrongestOrTheMeanOfTheirBins)
+{
     Buffer<double> power(64);
     std::fill(power.begin(), power.end(), 1.0);
     power[0] = 5;
     power[15] = 7;
     power[63] = 9;
-    rows.add(power.data(), timings);
-    ASSERT_EQ(rows.columns(), 8U);
-    EXPECT_EQ(rows.row(0)[0], 5);
-    EXPECT_EQ(rows.row(0)[1], 7);
-    EXPECT_EQ(rows.row(0)[2], 1);
-    EXPECT_EQ(rows.row(0)[7], 9);
+    for (const bool strongest : {true, false}) {
+        const Columns columns(64, strongest, 8);
+        ASSERT_EQ(columns.count(), 8U);
+        EXPECT_EQ(columns.most_bins(), 8U);
+        Buffer<double> out(columns.stride());
+        columns.reduce(power.data(), out.data());
+        EXPECT_EQ(out[0], strongest ? 5 : 12.0 / 8);
+        EXPECT_EQ(out[1], strongest ? 7 : 14.0 / 8);
+        EXPECT_EQ(out[2], 1);
+        EXPECT_EQ(out[7], strongest ? 9 : 16.0 / 8);
+    }
+}
+
+TEST(WaterfallColumns, AreEvenWhereTheyCanBe)
+{
+    for (std::size_t n = 16; n <= 1U << 20U; n += n < 20000 ? 8 : 40008) {
+        const Columns columns(n, true);
+        EXPECT_LE(columns.count(), 1200U);
+        EXPECT_GE(columns.count(), std::min<std::size_t>(n, 560));
+        EXPECT_EQ(columns.stride() % 8, 0U);
+        if (n <= 8 * 1200) {
+            EXPECT_EQ(columns.most_bins() * columns.count(), n);
+        }
+    }
+}
+
+/// Mean power over columns first to last of a row, from codes that are 0.04 dB apart.
+double shown(const Waterfall& w, std::size_t row, std::size_t first, std::size_t last)
+{
+    double sum = 0;
+    for (std::size_t c = first; c < last; ++c)
+        sum += std::pow(10, w.low_db / 10 +
+                                (w.high_db - w.low_db) / 2550 * w.codes[row * w.columns + c]);
+    return sum / static_cast<double>(last - first);
+}
+
+// White noise has the level that the rule says, in every row and in every part of the band: of a
+// rectangular window's bins, which are independent, the strongest of m has 1 + 1/2 + ... + 1/m of
+// the mean. A tone has its own level at any length. The last row is not full.
+TEST(WaterfallRows, NoiseIsFlatAndAToneKeepsItsLevel)
+{
+    constexpr double rate = 1e6;
+    for (const std::size_t fft : {1024UL, 4096UL, 8192UL, 32768UL})
+        for (const std::size_t frames : {11UL, 37UL})
+            for (const char* const reduce : {"max", "mean"}) {
+                Signal s(fft * frames);
+                add_noise(s, 1.0, static_cast<unsigned>(fft + frames));
+                add_tone(s, 100, rate / 4, rate);
+                Settings settings;
+                settings.fft = fft;
+                settings.overlap = 0;
+                settings.window = "rect";
+                settings.rows = 10;
+                settings.reduce = reduce;
+                const bool strongest = settings.reduce == "max";
+                const std::size_t shared =
+                    (fft + 1199) / 1200 > 1 ? Columns(fft, true).most_bins() : 1;
+                double bias = 0;
+                for (std::size_t k = 1; k <= shared; ++k)
+                    bias += strongest ? 1.0 / static_cast<double>(k)
+                                      : 1.0 / static_cast<double>(shared);
+                const double noise = db(bias / static_cast<double>(fft));
+                settings.low_db = noise - 20;
+                settings.high_db = noise + 10;
+                const Waterfall w = analysed(s, Format::cf32, rate, settings).waterfall;
+                ASSERT_EQ(w.rows, frames == 11 ? 11U : 19U);
+                EXPECT_EQ(w.bins_per_column, shared);
+                const std::size_t part = w.columns / 4;
+                for (std::size_t r = 0; r < w.rows; ++r) {
+                    for (std::size_t q = 0; q < 4; ++q)
+                        EXPECT_NEAR(db(shown(w, r, q * part, (q + 1) * part - 2)), noise,
+                                    q == 3 ? 99 : 1.1)
+                            << fft << " " << frames << " " << reduce << " row " << r << " " << q;
+                    EXPECT_NEAR(db(shown(w, r, 0, 3 * part - 2)), noise, 0.45)
+                        << fft << " " << frames << " " << reduce << " row " << r;
+                }
+                settings.low_db = 20;
+                settings.high_db = 50;
+                const Waterfall high = analysed(s, Format::cf32, rate, settings).waterfall;
+                const double tone = 40 - (strongest ? 0 : db(static_cast<double>(shared)));
+                for (std::size_t r = 0; r < high.rows; ++r)
+                    EXPECT_NEAR(db(shown(high, r, 3 * part, 3 * part + 1)), tone, 0.2)
+                        << fft << " " << reduce << " row " << r;
+            }
 }
 
 // Powers at known decibels, for a range that is given: the code is where the level stands in it.
 TEST(WaterfallCodes, AreLinearInDecibels)
 {
-    Rows rows(bins, 4);
+    Rows rows(Columns(bins, true), 4, false);
     Timings timings;
     Buffer<double> power(bins);
     for (std::size_t i = 0; i < bins; ++i)
         power[i] = std::pow(10.0, -12.0 + static_cast<double>(i)); // -120 to +30 dB
-    rows.add(power.data(), timings);
+    rows.add(power.data(), 1, timings);
     for (std::size_t i = 0; i < bins; ++i)
         power[i] = 1e-3;
-    rows.add(power.data(), timings);
+    rows.add(power.data(), 1, timings);
     const Waterfall w = make_codes(rows, -100.0, 0.0, timings);
     ASSERT_EQ(w.codes.size(), 2 * bins);
     for (std::size_t i = 0; i < bins; ++i) {

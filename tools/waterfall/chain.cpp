@@ -179,6 +179,7 @@ void conclude(Analysis& a, Chain& chain)
     a.lines = find_lines(mean, smooth,
                          {a.first_hz, a.bin_hz, noise_bins, floor, a.frames, a.settings.lines});
     a.waterfall = make_codes(frames.rows(), a.settings.low_db, a.settings.high_db, timings);
+    a.waterfall.bins_per_column = frames.columns().most_bins();
 }
 
 } // namespace

@@ -10,12 +10,12 @@ namespace waterfall {
 
 namespace {
 
-// spec_log_f32 has aligned blocks and no tail: rows start on 32-byte boundaries, and their length
+// spec_log_f32 has aligned blocks and no tail: rows start on 32-byte boundaries, and their stride
 // is a multiple of 8.
 void row_to_db(const Rows& rows, std::size_t r, Buffer<float>& db, Timings& timings)
 {
     const Timed timed(timings.kernels);
-    spec_log_f32(rows.row(r), rows.columns(), db.data(), 0.0F);
+    spec_log_f32(rows.row(r), rows.stride(), db.data(), 0.0F);
 }
 
 /// Counts of levels, for shares of them: constant memory.
@@ -49,11 +49,10 @@ private:
 void choose_range(const Rows& rows, Waterfall& out, Timings& timings)
 {
     Histogram levels;
-    Buffer<float> db(rows.columns());
+    Buffer<float> db(rows.stride());
     for (std::size_t r = 0; r < rows.rows(); ++r) {
         row_to_db(rows, r, db, timings);
-        for (const float level : db)
-            levels.add(level);
+        std::for_each_n(db.begin(), rows.columns(), [&](float level) { levels.add(level); });
     }
     constexpr double step = 5.0;
     constexpr double least_span = 30.0;
@@ -82,7 +81,7 @@ Waterfall make_codes(const Rows& rows, std::optional<double> low_db, std::option
     const std::size_t n = out.columns;
     const float low = static_cast<float>(out.low_db);
     const float high = static_cast<float>(out.high_db);
-    Buffer<float> db(n + 2);
+    Buffer<float> db(rows.stride() + 2);
     Buffer<std::uint8_t> codes(n + 2);
     out.codes.reserve(out.rows * n);
     for (std::size_t r = 0; r < out.rows; ++r) {

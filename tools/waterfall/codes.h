@@ -16,6 +16,7 @@ struct Waterfall {
     std::uint64_t frames_per_row = 1;
     double low_db = 0, high_db = 0;
     std::vector<std::uint8_t> codes; // rows * columns, the earliest row and lowest frequency first
+    std::size_t bins_per_column = 1; // at most
 };
 
 /// The colour range is what is given, else chosen: from just below the noise to what only few

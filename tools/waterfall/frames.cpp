@@ -7,8 +7,9 @@
 namespace waterfall {
 
 Frames::Frames(std::size_t bins, const Settings& settings)
-    : average_(settings.average), mean_(bins), peak_(bins), smoothed_(bins),
-      rows_(bins, settings.rows)
+    : average_(settings.average), mean_(bins), peak_(bins),
+      columns_(bins, settings.reduce == "max"), reduced_(columns_.stride()),
+      smoothed_(columns_.stride()), rows_(columns_, settings.rows, settings.max_hold)
 {
 }
 
@@ -21,11 +22,12 @@ void Frames::add(const Buffer<double>& power, Timings& timings)
         // The running mean y += (x - y) / k; the first frame goes to zeros with a = 1.
         iir1_f64(power.data(), n, mean_.data(), 1.0 / static_cast<double>(count_));
         max_array_f64(peak_.data(), power.data(), n);
-        // A share of 1 would give (x - y) + y, not quite x: then the frame itself is taken.
-        if (average_ < 1.0)
-            iir1_f64(power.data(), n, smoothed_.data(), count_ == 1 ? 1.0 : average_);
     }
-    rows_.add(average_ < 1.0 ? smoothed_.data() : power.data(), timings);
+    columns_.reduce(power.data(), reduced_.data());
+    // A share of 1 would give (x - y) + y, not quite x: then the frame itself is taken.
+    if (average_ < 1.0)
+        iir1_f64(reduced_.data(), reduced_.size(), smoothed_.data(), count_ == 1 ? 1.0 : average_);
+    rows_.add(average_ < 1.0 ? smoothed_.data() : reduced_.data(), 1, timings);
 }
 
 Framer::Framer(const Settings& settings, std::size_t parts, std::size_t most)

@@ -22,12 +22,15 @@ public:
     std::uint64_t count() const { return count_; }
     const Buffer<double>& mean() const { return mean_; }
     const Buffer<double>& peak() const { return peak_; }
+    const Columns& columns() const { return columns_; }
     const Rows& rows() const { return rows_; }
 
 private:
     double average_;
     std::uint64_t count_ = 0;
-    Buffer<double> mean_, peak_, smoothed_;
+    Buffer<double> mean_, peak_;
+    Columns columns_;
+    Buffer<double> reduced_, smoothed_; // of one frame, by column
     Rows rows_;
 };
 

@@ -104,6 +104,10 @@ void draw_title(Canvas& canvas, const Plot& plot, const Analysis& a)
         fmt::format("{}, {}, {}; transforms of {} ({}), {} in {}", name(a.recording.format),
                     with_unit(a.recording.rate, "S/s"), duration_text(a.seconds()), s.fft, s.window,
                     plural(a.frames, "frame"), plural(a.waterfall.rows, "row"));
+    if (a.waterfall.bins_per_column > 1)
+        what += fmt::format("; column: {} of {} bins", s.reduce, a.waterfall.bins_per_column);
+    if (s.max_hold)
+        what += "; rows: max hold";
     if (s.has_channel())
         what += fmt::format("; channel at {}, decimated by {}",
                             frequency_text(s.channel.value_or(0), 6), s.decimate);

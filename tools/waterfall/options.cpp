@@ -131,6 +131,13 @@ void add_output(CLI::App& app, Options& o, Pictures& pictures)
     add_number(app, "--rows", o.settings.rows, "rows of the waterfall, at least; default 600")
         ->option_text("N")
         ->group(group);
+    app.add_option("--reduce", o.settings.reduce,
+                   "what a column shows of the bins that share it,\n"
+                   "max or mean; default max")
+        ->option_text("NAME")
+        ->group(group);
+    app.add_flag("--max-hold", o.settings.max_hold, "a row shows its strongest frame, not the mean")
+        ->group(group);
     add_number(app, "--low", o.settings.low_db, "level of the darkest colour; default: from INPUT")
         ->option_text("DB")
         ->group(group);

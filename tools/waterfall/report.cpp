@@ -46,6 +46,9 @@ json settings_json(const Analysis& a)
                 {"high_hz", a.high_hz()},
                 {"frames", a.frames},
                 {"rows", a.waterfall.rows},
+                {"reduce", s.reduce},
+                {"max_hold", s.max_hold},
+                {"bins_per_column", a.waterfall.bins_per_column},
                 {"frames_per_row", a.waterfall.frames_per_row},
                 {"picture_low_dbfs", a.waterfall.low_db},
                 {"picture_high_dbfs", a.waterfall.high_db}};

@@ -53,6 +53,8 @@ void Settings::check() const
     for (const std::optional<double>& level : {low_db, high_db}) // doubles reach 3076 dB below
         require(!level || std::abs(*level) <= 1000.0,
                 fmt::format("level {} dBFS: -1000 to 1000 can be shown", level.value_or(0)));
+    require(reduce == "max" || reduce == "mean",
+            fmt::format("reduction \"{}\": there are max, mean", reduce));
     require(!low_db || !high_db || *high_db > *low_db,
             fmt::format("levels {} to {} dB: the highest must be above the lowest",
                         low_db.value_or(0), high_db.value_or(0)));

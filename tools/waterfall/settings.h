@@ -19,6 +19,8 @@ struct Settings {
     double average = 1.0;          // share of the new frame in the waterfall's smoothing over time
     std::size_t smooth = 9;        // taps of the smoothing along the spectrum, odd
     std::size_t lines = 10;        // strongest lines in the report
+    std::string reduce = "max";    // of the bins that share a column: max or mean
+    bool max_hold = false;         // a row shows its strongest frame, not their mean
     std::optional<double> low_db;  // colour range; chosen from the recording where not given
     std::optional<double> high_db;
 
