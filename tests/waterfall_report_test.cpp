@@ -1,6 +1,7 @@
 // The report says what the analysis holds, in the units it names.
 #include "waterfall/report.h"
 
+#include <cmath>
 #include <gtest/gtest.h>
 
 using namespace waterfall;
@@ -82,6 +83,11 @@ TEST(WaterfallReport, TableIsShortAndSaysTheSame)
     a.interrupted = true;
     EXPECT_NE(table(a).find("no line"), std::string::npos);
     EXPECT_NE(table(a).find("interrupted"), std::string::npos);
+    a.levels = {};
+    a.floor_db = std::nan("");
+    EXPECT_NE(table(a).find("silence"), std::string::npos);
+    EXPECT_NE(table(a).find("no floor"), std::string::npos);
+    EXPECT_TRUE(nlohmann::json::parse(to_json(a).dump())["floor"]["level_dbfs"].is_null());
 }
 
 } // namespace

@@ -14,7 +14,6 @@
 #include <cpuid.h>
 #include <fmt/format.h>
 #include <numeric>
-#include <span>
 
 namespace waterfall {
 
@@ -120,18 +119,30 @@ std::vector<float> to_db(const Buffer<float>& power, Timings& timings)
 
 /// Smoothed along the spectrum, in power: decibels would pull lines down. Taps are a Hann window,
 /// their sum 1.
-Buffer<float> smoothed(const Buffer<float>& power, std::size_t taps, Timings& timings)
+Buffer<float> smoothed(const Buffer<float>& power, std::size_t taps, bool real, Timings& timings)
 {
+    // Beyond its ends the spectrum goes on: mirrored if real, else round the circle.
+    const std::size_t n = power.size();
+    const std::size_t half = taps / 2;
+    Buffer<float> extended(n + 2 * half);
+    std::copy(power.begin(), power.end(), extended.begin() + half);
+    for (std::size_t i = 0; i < half; ++i) {
+        extended[half - 1 - i] = power[real ? i + 1 : n - 1 - i];
+        extended[half + n + i] = power[real ? n - 1 - i : i];
+    }
+
     const std::vector<double> window = window_weights("hann", taps + 1);
     Buffer<float> weights(taps);
     std::copy(window.begin() + 1, window.end(), weights.begin()); // the first weight is 0
     // Equal halves bit for bit, as the kernel's folded form presumes.
     for (std::size_t i = 0; i < taps / 2; ++i)
         weights[taps - 1 - i] = weights[i];
-    Buffer<float> out(power.size());
+    Buffer<float> smooth(extended.size());
     const Timed timed(timings.kernels);
-    vfilter_f32(power.data(), static_cast<std::int32_t>(power.size()), weights.data(),
-                static_cast<std::int32_t>(taps), out.data());
+    vfilter_f32(extended.data(), static_cast<std::int32_t>(extended.size()), weights.data(),
+                static_cast<std::int32_t>(taps), smooth.data());
+    Buffer<float> out(n);
+    std::copy_n(smooth.begin() + half, n, out.begin());
     return out;
 }
 
@@ -145,13 +156,14 @@ void place(Analysis& a, std::size_t bins, bool real)
     a.first_hz = real ? a.recording.center : middle - a.bin_hz * static_cast<double>(zero_bin);
 }
 
-/// The bins where a channel's filter is flat: its slopes are no floor.
-std::span<const float> flat_part(const Buffer<float>& power, const Settings& settings)
+/// Bins at both ends that lie on the slope of a channel's filter: no floor and no line is there.
+std::size_t slope_bins(std::size_t bins, const Settings& settings)
 {
     const double share = flat_share(settings.decimate, settings.taps);
-    const auto n = static_cast<std::size_t>(share * static_cast<double>(power.size()));
-    return {power.data() + (power.size() - n) / 2, n};
+    return (bins - static_cast<std::size_t>(share * static_cast<double>(bins))) / 2;
 }
+
+double decibels(double power) { return 10.0 * std::log10(power); }
 
 void conclude(Analysis& a, Chain& chain)
 {
@@ -163,21 +175,26 @@ void conclude(Analysis& a, Chain& chain)
     a.noise_hz = a.bin_hz * noise_bins;
 
     const Buffer<float> mean = narrowed(frames.mean());
-    const Buffer<float> smooth = smoothed(mean, a.settings.smooth, timings);
-    const float floor = estimate_floor(flat_part(mean, a.settings), a.frames, timings);
+    const Buffer<float> smooth = smoothed(mean, a.settings.smooth, chain.real(), timings);
+    const std::size_t slope = slope_bins(mean.size(), a.settings);
+    a.slope_hz = static_cast<double>(slope) * a.bin_hz;
+    float floor = estimate_floor({mean.data() + slope, mean.size() - 2 * slope}, a.frames, timings);
+    if (static_cast<double>(floor) <=
+        no_floor * static_cast<double>(*std::max_element(mean.begin(), mean.end())))
+        floor = 0;
     a.mean_db = to_db(mean, timings);
     a.peak_db = to_db(narrowed(frames.peak()), timings);
     a.smooth_db = to_db(smooth, timings);
-    a.floor_db =
-        10.0 * std::log10(std::max(static_cast<double>(floor), static_cast<double>(FLT_MIN)));
+    a.floor_db = floor > 0 ? decibels(static_cast<double>(floor)) : std::nan("");
 
     // The bins overlap by the window's noise bandwidth: so much their sum exceeds the power.
     const Buffer<double>& power = frames.mean();
     const double sum = std::accumulate(power.begin(), power.end(), 0.0);
-    a.levels.mean_db = 10.0 * std::log10(std::max(sum / noise_bins, DBL_MIN));
+    a.levels.mean_db = decibels(sum / noise_bins);
 
     a.lines = find_lines(mean, smooth,
-                         {a.first_hz, a.bin_hz, noise_bins, floor, a.frames, a.settings.lines});
+                         {a.first_hz, a.bin_hz, a.settings.window, a.settings.fft, noise_bins,
+                          chain.real(), floor, slope, a.frames, a.settings.lines});
     a.waterfall = make_codes(frames.rows(), a.settings.low_db, a.settings.high_db, timings);
     a.waterfall.bins_per_column = frames.columns().most_bins();
 }

@@ -28,9 +28,10 @@ struct Analysis {
     double first_hz = 0; // frequency of bin 0
     double bin_hz = 1;   // from bin to bin
     double noise_hz = 1; // noise bandwidth of a bin: wider than bin_hz by the window
+    double slope_hz = 0; // at both ends: there a channel's filter takes away, nothing is sought
     std::vector<float> mean_db, peak_db; // per bin, lowest frequency first, dBFS
     std::vector<float> smooth_db;        // the mean, smoothed along the spectrum
-    double floor_db = 0;
+    double floor_db = 0;                 // NaN where there is none: silence, or no noise
     Levels levels;
     std::vector<Line> lines; // strongest first
     Waterfall waterfall;

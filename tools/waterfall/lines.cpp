@@ -1,21 +1,56 @@
 #include "waterfall/lines.h"
 
+#include "waterfall/floor.h"
+#include "waterfall/spectrum.h"
+
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
 #include <numeric>
+#include <optional>
 
 namespace waterfall {
 
 namespace {
 
-/// Bins from first to last, with one signal between two valleys.
+using Bin = std::ptrdiff_t;
+
+/// Bins from first to last, with one signal between two valleys. On a circle the last may lie beyond
+/// the end.
 struct Segment {
-    std::size_t first, last;
+    Bin first, last;
 };
 
 double db(double power) { return 10.0 * std::log10(std::max(power, static_cast<double>(FLT_MIN))); }
-double db(float power) { return db(static_cast<double>(power)); }
+
+/// Power by bin, on the circle of a complex spectrum or mirrored at the ends of a real one.
+class Curve {
+public:
+    Curve(const Buffer<float>& power, bool real) : power_(power), real_(real) {}
+
+    [[nodiscard]] Bin size() const { return static_cast<Bin>(power_.size()); }
+    [[nodiscard]] bool real() const { return real_; }
+    [[nodiscard]] double operator()(Bin bin) const
+    {
+        const Bin n = size();
+        if (real_)
+            bin = bin < 0 ? -bin : bin >= n ? 2 * n - 1 - bin : bin;
+        return static_cast<double>(power_[static_cast<std::size_t>((bin % n + n) % n)]);
+    }
+
+    [[nodiscard]] Bin highest(Segment s) const
+    {
+        Bin best = s.first;
+        for (Bin bin = s.first; bin <= s.last; ++bin)
+            if ((*this)(bin) > (*this)(best))
+                best = bin;
+        return best;
+    }
+
+private:
+    const Buffer<float>& power_;
+    bool real_;
+};
 
 /// How far above the floor, or above the valley to a stronger peak, a peak must stand; a factor.
 /// The noise of a mean falls with the root of the frames; the smoothing does the work of about
@@ -29,159 +64,260 @@ double least_rise(std::uint64_t frames)
 /// above the meeting place (a valley between two signals) or belongs to the other.
 class Watershed {
 public:
-    Watershed(const Buffer<float>& power, double rise) : power_(power), rise_(rise) {}
+    Watershed(const Curve& power, double rise) : power_(power), rise_(rise) {}
 
     std::vector<Segment> segments()
     {
-        const std::size_t n = power_.size();
-        std::vector<std::size_t> order(n);
-        std::iota(order.begin(), order.end(), std::size_t{0});
+        const Bin n = power_.size();
+        std::vector<Bin> order(static_cast<std::size_t>(n));
+        std::iota(order.begin(), order.end(), Bin{0});
         std::stable_sort(order.begin(), order.end(),
-                         [&](std::size_t a, std::size_t b) { return power_[a] > power_[b]; });
-        parent_.assign(n, n);
-        top_.assign(n, 0);
-        for (const std::size_t bin : order)
+                         [&](Bin a, Bin b) { return power_(a) > power_(b); });
+        parent_.assign(order.size(), n);
+        for (const Bin bin : order)
             flood(bin);
         std::sort(valleys_.begin(), valleys_.end());
         std::vector<Segment> found;
-        std::size_t first = 0;
-        for (const std::size_t valley : valleys_) {
-            found.push_back({first, valley});
-            first = valley;
+        if (power_.real()) {
+            valleys_.insert(valleys_.begin(), 0);
+            valleys_.push_back(n - 1);
+        } else { // round the circle, whose lowest bin is a valley
+            valleys_.push_back(valleys_.front() + n);
         }
-        found.push_back({first, n - 1});
+        for (std::size_t i = 0; i + 1 < valleys_.size(); ++i)
+            found.push_back({valleys_[i], valleys_[i + 1]});
         return found;
     }
 
 private:
-    std::size_t root(std::size_t bin)
+    Bin& parent(Bin bin) { return parent_[static_cast<std::size_t>(bin)]; }
+
+    /// Roots are the highest bins of their trees.
+    Bin root(Bin bin)
     {
-        while (parent_[bin] != bin)
-            bin = parent_[bin] = parent_[parent_[bin]];
+        while (parent(bin) != bin)
+            bin = parent(bin) = parent(parent(bin));
         return bin;
     }
 
-    void flood(std::size_t bin)
+    void flood(Bin bin)
     {
-        const std::size_t n = power_.size();
-        parent_[bin] = bin;
-        top_[bin] = power_[bin];
-        if (bin > 0 && parent_[bin - 1] != n)
-            join(bin, bin - 1, bin);
-        if (bin + 1 < n && parent_[bin + 1] != n)
-            join(bin, bin + 1, bin);
+        const Bin n = power_.size();
+        parent(bin) = bin;
+        for (const Bin next : {bin - 1, bin + 1})
+            if (!power_.real() || (next >= 0 && next < n))
+                if (const Bin neighbour = (next + n) % n; parent(neighbour) != n)
+                    join(bin, neighbour);
     }
 
-    void join(std::size_t a, std::size_t b, std::size_t valley)
+    void join(Bin valley, Bin neighbour)
     {
-        a = root(a);
-        b = root(b);
-        if (top_[a] > top_[b])
+        Bin a = root(valley);
+        Bin b = root(neighbour);
+        if (power_(a) > power_(b))
             std::swap(a, b);
-        if (static_cast<double>(top_[a]) >= rise_ * static_cast<double>(power_[valley]))
-            valleys_.push_back(valley);
-        parent_[a] = b;
+        // Trees that meet a second time have closed the circle.
+        if (a == b || power_(a) >= rise_ * power_(valley))
+            if (a == b || a != valley)
+                valleys_.push_back(valley);
+        parent(a) = b;
     }
 
-    const Buffer<float>& power_;
+    const Curve& power_;
     double rise_;
-    std::vector<std::size_t> parent_; // n: not flooded yet
-    std::vector<float> top_;          // highest power of the tree, at its root
-    std::vector<std::size_t> valleys_;
+    std::vector<Bin> parent_; // n: not flooded yet
+    std::vector<Bin> valleys_;
 };
 
 /// Where a curve in dB crosses a level between bin `in` (at or above it) and bin `out` (below).
-double crossing(const Buffer<float>& power, std::size_t in, std::size_t out, double level_db)
+double crossing(const Curve& power, Bin in, Bin out, double level_db)
 {
-    const double a = db(power[in]);
-    const double b = db(power[out]);
+    const double a = db(power(in));
+    const double b = db(power(out));
     const double share = a > b ? std::clamp((a - level_db) / (a - b), 0.0, 1.0) : 0.0;
-    return static_cast<double>(in) + share * (static_cast<double>(out) - static_cast<double>(in));
+    return static_cast<double>(in) + share * static_cast<double>(out - in);
 }
 
 /// The outermost bins of a segment at or above a level, with the crossings beyond them.
-std::pair<double, double> band(const Buffer<float>& power, Segment s, double level_db)
+std::pair<double, double> band(const Curve& power, Segment s, double level_db)
 {
-    const auto above = [&](std::size_t bin) { return db(power[bin]) >= level_db; };
+    const auto above = [&](Bin bin) { return db(power(bin)) >= level_db; };
     while (s.first < s.last && !above(s.first))
         ++s.first;
     while (s.last > s.first && !above(s.last))
         --s.last;
-    const double low = s.first > 0 ? crossing(power, s.first, s.first - 1, level_db) : 0.0;
-    const double high = s.last + 1 < power.size() ? crossing(power, s.last, s.last + 1, level_db)
-                                                  : static_cast<double>(s.last);
-    return {low, high};
+    const bool first = power.real() && s.first == 0;
+    const bool last = power.real() && s.last == power.size() - 1;
+    return {first ? 0.0 : crossing(power, s.first, s.first - 1, level_db),
+            last ? static_cast<double>(s.last) : crossing(power, s.last, s.last + 1, level_db)};
 }
 
-/// Mean power of the bins four to eight away on both sides: what a line must stand out from.
-double surroundings(const Buffer<float>& power, std::size_t peak)
+/// Mean power of the bins beyond the window's reach on both sides: what a line must stand out from.
+double surroundings(const Curve& power, Bin peak, Bin reach)
 {
     double sum = 0;
-    int count = 0;
-    for (std::size_t d = 4; d <= 8; ++d) {
-        if (peak >= d)
-            sum += static_cast<double>(power[peak - d]), ++count;
-        if (peak + d < power.size())
-            sum += static_cast<double>(power[peak + d]), ++count;
+    const Bin nearest = std::max<Bin>(4, reach + 1);
+    for (Bin d = nearest; d < nearest + 5; ++d)
+        sum += power(peak - d) + power(peak + d);
+    return sum / 10;
+}
+
+/// A line in bins: what find_lines() reports, before it is placed.
+class Found {
+public:
+    Found(const Curve& mean, const Curve& smooth, const LineSearch& search)
+        : mean_(mean), smooth_(smooth), search_(search), shape_(search.window, search.fft)
+    {
     }
-    return sum / count;
-}
 
-bool is_narrow(const Buffer<float>& mean, std::size_t peak, std::uint64_t frames)
-{
-    const double rise = std::max(4.0, 1.0 + 12.0 / std::sqrt(static_cast<double>(frames)));
-    return static_cast<double>(mean[peak]) >= rise * surroundings(mean, peak);
-}
+    [[nodiscard]] Line line(Segment s) const
+    {
+        const Bin peak = mean_.highest(s);
+        if (const std::optional<Line> direct = direct_part(peak))
+            return *direct;
+        if (!is_narrow(peak))
+            return wide_line(s);
+        const std::optional<Line> tone = steady_tone(peak);
+        return tone ? *tone : narrow_line(s, peak);
+    }
 
-/// A parabola through the peak's three bins, in dB.
-Line narrow_line(const Buffer<float>& mean, Segment s, std::size_t peak)
-{
-    double at = static_cast<double>(peak);
-    double level = db(mean[peak]);
-    if (peak > 0 && peak + 1 < mean.size()) {
-        const double left = db(mean[peak - 1]);
-        const double right = db(mean[peak + 1]);
+private:
+    [[nodiscard]] double floor() const { return static_cast<double>(search_.floor); }
+    [[nodiscard]] double frames() const { return static_cast<double>(search_.frames); }
+
+    [[nodiscard]] bool is_narrow(Bin peak) const
+    {
+        const double rise = std::max(4.0, 1.0 + 12.0 / std::sqrt(frames()));
+        return mean_(peak) >= rise * surroundings(mean_, peak, shape_.reach());
+    }
+
+    /// A line of this power as wide as the window makes it.
+    [[nodiscard]] Line tone_at(double bin, double power) const
+    {
+        const double half = shape_.half_power();
+        return {bin, db(power), 0, db(power), 2 * half, bin - half, bin + half};
+    }
+
+    /// The zero frequency of a real recording: it has no other half, so that what the window spreads
+    /// of it stands fourfold beside it.
+    [[nodiscard]] std::optional<Line> direct_part(Bin peak) const
+    {
+        const Bin reach = shape_.reach();
+        if (!mean_.real() || peak > reach)
+            return std::nullopt;
+        const double power = mean_(0) - floor() / 4;
+        const double beside = std::max(floor(), surroundings(mean_, 0, reach));
+        const double spread = 4 + 12 / std::sqrt(frames());
+        for (Bin d = 1; d <= reach; ++d)
+            if (mean_(d) > 1.1 * 4 * power * shape_.power(static_cast<double>(d)) +
+                               spread * beside + 1e-9 * power)
+                return std::nullopt;
+        if (power < beside)
+            return std::nullopt;
+        return tone_at(0, power);
+    }
+
+    /// How far the bins around a peak are from a tone at this place, and that tone's power: least
+    /// squares, each bin weighted by its noise.
+    struct Fit {
+        double error, power;
+    };
+    [[nodiscard]] Fit fit(Bin peak, double shift) const
+    {
+        const double top = mean_(peak);
+        const double noise = floor() / top;
+        double sp = 0;
+        double ss = 0;
+        double pp = 0;
+        for (Bin d = -shape_.reach(); d <= shape_.reach(); ++d) {
+            const double p = std::max(0.0, mean_(peak + d) / top - noise);
+            const double s = shape_.power(static_cast<double>(d) - shift);
+            const double variance =
+                (2 * p * noise + noise * noise) / frames() + 1e-6 * p * p + 1e-8;
+            sp += s * p / variance;
+            ss += s * s / variance;
+            pp += p * p / variance;
+        }
+        return {pp - sp * sp / ss, top * sp / ss};
+    }
+
+    [[nodiscard]] std::optional<Line> steady_tone(Bin peak) const
+    {
+        constexpr int steps = 24;
+        constexpr double step = 1.2 / steps;
+        const auto error = [&](double shift) { return fit(peak, shift).error; };
+        double best = -0.6;
+        for (int i = 1; i <= steps; ++i)
+            if (const double shift = -0.6 + i * step; error(shift) < error(best))
+                best = shift;
+        double low = best - step;
+        double high = best + step;
+        for (int i = 0; i < 24; ++i) { // thirds, to 1e-5 of a bin
+            const double third = (high - low) / 3;
+            (error(low + third) < error(high - third) ? high : low) =
+                error(low + third) < error(high - third) ? high - third : low + third;
+        }
+        const double shift = (low + high) / 2;
+        const double power = fit(peak, shift).power;
+        // What is modulated, or two tones, has another shape: within 1 dB where the tone is strong.
+        const double noise = std::sqrt((2 * power * floor() + floor() * floor()) / frames());
+        for (Bin d = -shape_.reach(); d <= shape_.reach(); ++d) {
+            const double expected = power * shape_.power(static_cast<double>(d) - shift);
+            if (expected >= 0.1 * power &&
+                std::abs(mean_(peak + d) - floor() - expected) > 0.25 * expected + 4 * noise)
+                return std::nullopt;
+        }
+        return tone_at(static_cast<double>(peak) + shift, power);
+    }
+
+    /// Not steady: a parabola through the peak's three bins, in dB.
+    [[nodiscard]] Line narrow_line(Segment s, Bin peak) const
+    {
+        double at = static_cast<double>(peak);
+        double level = db(mean_(peak));
+        const double left = db(mean_(peak - 1));
+        const double right = db(mean_(peak + 1));
         const double bend = left - 2 * level + right;
         const double shift = bend < 0 ? std::clamp(0.5 * (left - right) / bend, -0.5, 0.5) : 0.0;
         at += shift;
         level -= 0.25 * (left - right) * shift;
+        // Only what hangs together with the peak: other lines of the segment are not this one's.
+        const double half = level - db(2.0);
+        Segment own{peak, peak};
+        while (own.first > s.first && db(mean_(own.first - 1)) >= half)
+            --own.first;
+        while (own.last < s.last && db(mean_(own.last + 1)) >= half)
+            ++own.last;
+        const auto [low, high] = band(mean_, own, half);
+        return {at, level, 0, level, high - low, low, high};
     }
-    // Only what hangs together with the peak: other lines of the segment are not this one's.
-    const double half = level - db(2.0);
-    Segment own{peak, peak};
-    while (own.first > s.first && db(mean[own.first - 1]) >= half)
-        --own.first;
-    while (own.last < s.last && db(mean[own.last + 1]) >= half)
-        ++own.last;
-    const auto [low, high] = band(mean, own, half);
-    return {at, level, 0, level, high - low, low, high};
-}
 
-Line wide_line(const Buffer<float>& mean, const Buffer<float>& smooth, Segment s, std::size_t peak,
-               double noise_bins)
-{
-    const double level = db(smooth[peak]);
-    const auto [low, high] = band(smooth, s, level - db(2.0));
-    double sum = 0;
-    for (auto bin = static_cast<std::size_t>(low); bin <= static_cast<std::size_t>(high); ++bin)
-        sum += static_cast<double>(mean[bin]);
-    return {(low + high) / 2, level, 0, db(sum / noise_bins), high - low, low, high};
-}
+    [[nodiscard]] Line wide_line(Segment s) const
+    {
+        const double level = db(smooth_(smooth_.highest(s)));
+        const auto [low, high] = band(smooth_, s, level - db(2.0));
+        double sum = 0;
+        for (auto bin = static_cast<Bin>(std::floor(low)); bin <= static_cast<Bin>(high); ++bin)
+            sum += mean_(bin);
+        return {(low + high) / 2, level, 0, db(sum / search_.noise_bins), high - low, low, high};
+    }
 
-std::size_t highest(const Buffer<float>& power, Segment s)
-{
-    const float* const first = power.data() + s.first;
-    const float* const last = power.data() + s.last + 1;
-    return static_cast<std::size_t>(std::max_element(first, last) - power.data());
-}
+    const Curve& mean_;
+    const Curve& smooth_;
+    const LineSearch& search_;
+    WindowShape shape_;
+};
 
-/// From bins to frequencies.
-Line placed(Line line, const LineSearch& search)
+/// From bins to frequencies, that of the line within the band.
+Line placed(Line line, const LineSearch& search, Bin bins)
 {
+    const auto n = static_cast<double>(bins);
+    const double turn = search.real ? 0 : n * std::floor((line.frequency + 0.5) / n);
     for (double* const at : {&line.frequency, &line.low, &line.high})
-        *at = search.first_hz + *at * search.bin_hz;
+        *at = search.first_hz + (*at - turn) * search.bin_hz;
     line.bandwidth *= search.bin_hz;
-    line.above_db = line.level_db - db(static_cast<double>(search.floor));
+    line.above_db =
+        search.floor > 0 ? line.level_db - db(static_cast<double>(search.floor)) : std::nan("");
     return line;
 }
 
@@ -190,17 +326,21 @@ Line placed(Line line, const LineSearch& search)
 std::vector<Line> find_lines(const Buffer<float>& mean, const Buffer<float>& smooth,
                              const LineSearch& search)
 {
+    const Curve power(mean, search.real);
+    const Curve smoothed(smooth, search.real);
+    const Found found(power, smoothed, search);
     const double rise = least_rise(search.frames);
+    const Bin n = power.size();
+    const auto margin = static_cast<Bin>(search.margin);
+    const double strongest = static_cast<double>(*std::max_element(smooth.begin(), smooth.end()));
+    const double least = std::max(rise * static_cast<double>(search.floor), no_floor * strongest);
     std::vector<Line> lines;
-    for (const Segment& s : Watershed(smooth, rise).segments()) {
-        const std::size_t top = highest(smooth, s);
-        if (static_cast<double>(smooth[top]) <= rise * static_cast<double>(search.floor))
-            continue;
-        const std::size_t peak = highest(mean, s);
-        lines.push_back(placed(is_narrow(mean, peak, search.frames)
-                                   ? narrow_line(mean, s, peak)
-                                   : wide_line(mean, smooth, s, top, search.noise_bins),
-                               search));
+    if (strongest <= 0)
+        return lines;
+    for (const Segment& s : Watershed(smoothed, rise).segments()) {
+        const Bin top = smoothed.highest(s) % n;
+        if (smoothed(top) > least && top >= margin && top < n - margin)
+            lines.push_back(placed(found.line(s), search, n));
     }
     std::stable_sort(lines.begin(), lines.end(),
                      [](const Line& a, const Line& b) { return a.power_db > b.power_db; });

@@ -93,12 +93,23 @@ json timings_json(const Analysis& a)
             {"read_share", share(t.read, t.total)}};
 }
 
+/// "floor -90.1 dBFS in 1.5 kHz (-121.9 dBFS/Hz)".
+std::string floor_text(const Analysis& a)
+{
+    if (std::isnan(a.floor_db))
+        return "no floor";
+    return fmt::format("floor {:.1f} dBFS in {} ({:.1f} dBFS/Hz)", a.floor_db,
+                       frequency_text(a.noise_hz, 4), a.floor_db - 10 * std::log10(a.noise_hz));
+}
+
 std::string line_row(std::size_t number, const Line& line, double center)
 {
-    return fmt::format(
-        "{:>3}  {:>15}  {:>13}  {:>12}  {:>10.1f}  {:>9.1f}  {:>10.1f}\n", number,
-        frequency_text(line.frequency, 9), frequency_text(line.frequency - center, 5),
-        frequency_text(line.bandwidth, 4), line.power_db, line.level_db, line.above_db);
+    const std::string above =
+        std::isnan(line.above_db) ? "-" : fmt::format("{:.1f}", line.above_db);
+    return fmt::format("{:>3}  {:>15}  {:>13}  {:>12}  {:>10.1f}  {:>9.1f}  {:>10}\n", number,
+                       frequency_text(line.frequency, 9),
+                       frequency_text(line.frequency - center, 5),
+                       frequency_text(line.bandwidth, 4), line.power_db, line.level_db, above);
 }
 
 } // namespace
@@ -125,16 +136,17 @@ std::string table(const Analysis& a)
     print(fmt::format("{} samples, {}; {} frames in {} rows{}", a.samples,
                       duration_text(a.seconds()), a.frames, a.waterfall.rows,
                       a.interrupted ? "; interrupted" : ""));
-    print(fmt::format("mean {:.1f} dBFS, peak {:.1f} dBFS, clipped {:.2g} %, floor {:.1f} dBFS in "
-                      "{} ({:.1f} dBFS/Hz)",
-                      a.levels.mean_db, 20 * std::log10(std::max(a.levels.peak, 1e-30)),
-                      100 * a.levels.clipped_share(), a.floor_db, frequency_text(a.noise_hz, 4),
-                      a.floor_db - 10 * std::log10(a.noise_hz)));
+    if (a.levels.peak > 0)
+        print(fmt::format("samples: mean {:.1f}, largest {:.1f} dBFS, clipped {:.2g} %; {}",
+                          a.levels.mean_db, 20 * std::log10(a.levels.peak),
+                          100 * a.levels.clipped_share(), floor_text(a)));
+    else
+        print("silence: every sample is 0; no floor");
     if (a.lines.empty())
-        print("no line stands out of the floor");
+        print(std::isnan(a.floor_db) ? "no line" : "no line stands out of the floor");
     else
         print(
-            "  #        frequency         offset     bandwidth  power dBFS  peak dBFS  over floor");
+            "  #        frequency         offset     bandwidth  power dBFS  line dBFS  over floor");
     for (std::size_t i = 0; i < a.lines.size(); ++i)
         out += line_row(i + 1, a.lines[i], a.recording.center);
     const Timings& t = a.timings;

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <complex>
 #include <numbers>
 #include <numeric>
 
@@ -43,6 +44,25 @@ double weight(const Window& window, double phase)
     return sum;
 }
 
+const Window& window_named(std::string_view name)
+{
+    const Window* const window = find_window(name);
+    if (window == nullptr)
+        throw Error("window \"" + std::string(name) + "\": there are " + window_names());
+    return *window;
+}
+
+constexpr double per_bin = 256; // places of a WindowShape's table
+
+/// Mean of `size` samples of a tone of so many turns.
+std::complex<double> mean_of_turns(double turns, double size)
+{
+    const double angle = std::numbers::pi * turns / size;
+    const double length =
+        std::abs(std::sin(angle)) < 1e-12 ? 1.0 : std::sin(angle * size) / (size * std::sin(angle));
+    return std::polar(1.0, -angle * (size - 1)) * length;
+}
+
 } // namespace
 
 bool is_window(std::string_view name) { return find_window(name) != nullptr; }
@@ -57,17 +77,49 @@ std::string window_names()
 
 std::vector<double> window_weights(std::string_view name, std::size_t size)
 {
-    const Window* const window = find_window(name);
-    if (window == nullptr)
-        throw Error("window \"" + std::string(name) + "\": there are " + window_names());
+    const Window& window = window_named(name);
     std::vector<double> weights(size);
     const double step = 2.0 * std::numbers::pi / static_cast<double>(size);
     for (std::size_t i = 0; i < size; ++i)
-        weights[i] = weight(*window, step * static_cast<double>(i));
+        weights[i] = weight(window, step * static_cast<double>(i));
     const double sum = std::accumulate(weights.begin(), weights.end(), 0.0);
     for (double& w : weights)
         w /= sum;
     return weights;
+}
+
+WindowShape::WindowShape(std::string_view name, std::size_t size) : size_(static_cast<double>(size))
+{
+    const Window& window = window_named(name);
+    for (std::size_t k = 0; k < window.terms.size() && window.terms[k] != 0; ++k)
+        terms_.push_back((k % 2 == 0 ? 1 : -1) * window.terms[k] / window.terms[0]);
+    reach_ = static_cast<std::ptrdiff_t>(terms_.size());
+    for (double bins = 0; bins <= static_cast<double>(reach_) + 1; bins += 1 / per_bin)
+        table_.push_back(exact(bins));
+    double outside = static_cast<double>(reach_);
+    for (int step = 0; step < 40; ++step) {
+        const double middle = (half_power_ + outside) / 2;
+        (power(middle) >= 0.5 ? half_power_ : outside) = middle;
+    }
+}
+
+// Between the table's places linear: wrong by less than 1e-4 dB of the peak.
+double WindowShape::power(double bins) const
+{
+    const double at = std::min(std::abs(bins) * per_bin, static_cast<double>(table_.size() - 2));
+    const auto below = static_cast<std::size_t>(at);
+    return table_[below] + (at - static_cast<double>(below)) * (table_[below + 1] - table_[below]);
+}
+
+double WindowShape::exact(double bins) const
+{
+    std::complex<double> sum = mean_of_turns(bins, size_);
+    for (std::size_t k = 1; k < terms_.size(); ++k) {
+        const auto turns = static_cast<double>(k);
+        sum += terms_[k] / 2 *
+               (mean_of_turns(bins - turns, size_) + mean_of_turns(bins + turns, size_));
+    }
+    return std::norm(sum);
 }
 
 Spectrum::Spectrum(std::size_t fft, std::string_view window, bool real)

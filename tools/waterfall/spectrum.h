@@ -19,6 +19,28 @@ std::string window_names();
 /// `size` weights, periodic, their sum 1: a full-scale exponential on a bin has power 1 (0 dBFS).
 std::vector<double> window_weights(std::string_view name, std::size_t size);
 
+/// A window's own transform.
+class WindowShape {
+public:
+    WindowShape(std::string_view name, std::size_t size);
+
+    /// Power that a tone of power 1 shows so many bins beside its place.
+    [[nodiscard]] double power(double bins) const;
+    /// Bins on both sides of a tone's place that hold its main lobe.
+    [[nodiscard]] std::ptrdiff_t reach() const { return reach_; }
+    /// Where the power is half, in bins from the tone's place.
+    [[nodiscard]] double half_power() const { return half_power_; }
+
+private:
+    [[nodiscard]] double exact(double bins) const;
+
+    double size_;
+    std::vector<double> terms_; // of the sum of cosines, the first 1, with their signs
+    std::vector<double> table_; // from 0 to a bin beyond the reach
+    std::ptrdiff_t reach_ = 1;
+    double half_power_ = 0;
+};
+
 /// Power spectra, lowest frequency first. A complex frame gives `fft` bins, the zero frequency at
 /// fft / 2. A real frame gives fft / 2 bins from 0 on (the one at rate / 2 is left out), scaled so
 /// that a full-scale sine has power 1.

@@ -3,6 +3,7 @@
 #include "waterfall/png.h"
 
 #include <algorithm>
+#include <cmath>
 #include <fmt/format.h>
 
 namespace waterfall {
@@ -50,7 +51,7 @@ void draw_floor(Canvas& canvas, const SpectrumLayout& layout, double floor_db)
 {
     constexpr int dash = 8;
     const Plot& plot = layout.plot;
-    if (floor_db < layout.level.low || floor_db > layout.level.high)
+    if (!(floor_db >= layout.level.low && floor_db <= layout.level.high))
         return;
     const int y = plot.y_up(layout.level, floor_db);
     for (int x = 0; x < plot.width; x += 2 * dash)
@@ -84,15 +85,16 @@ void draw_numbers(Canvas& canvas, const SpectrumLayout& layout, const Analysis& 
 }
 
 /// Above the plot, from the right: it hides nothing.
-void draw_legend(Canvas& canvas, const Plot& plot, double floor_db)
+void draw_legend(Canvas& canvas, const Plot& plot, const Analysis& a)
 {
     struct Entry {
         Colour colour;
         std::string text;
     };
-    const Entry entries[] = {{floor_colour, fmt::format("floor {:.1f} dBFS", floor_db)},
-                             {mean_colour, "mean"},
-                             {peak_colour, "peak"}};
+    const std::string floor = !std::isnan(a.floor_db) ? fmt::format("floor {:.1f} dBFS", a.floor_db)
+                              : a.levels.peak > 0     ? "no floor"
+                                                      : "silence: no floor";
+    const Entry entries[] = {{floor_colour, floor}, {mean_colour, "mean"}, {peak_colour, "peak"}};
     constexpr int swatch = 22;
     constexpr int baseline = 26;
     int right = plot.left + plot.width;
@@ -117,7 +119,7 @@ std::vector<unsigned char> spectrum_png(const Analysis& analysis)
     draw_curve(canvas, layout, analysis.mean_db, mean_colour);
     draw_floor(canvas, layout, analysis.floor_db);
     draw_numbers(canvas, layout, analysis);
-    draw_legend(canvas, layout.plot, analysis.floor_db);
+    draw_legend(canvas, layout.plot, analysis);
     draw_frame(canvas, layout.plot);
     draw_frequencies(canvas, layout.plot, layout.frequency, analysis);
     draw_y_axis(canvas, layout.plot, layout.level, "Level", false);
