@@ -104,6 +104,8 @@ Array<T> Call::place(std::size_t size)
         i < kernel_.steps.size() ? case_.at[i] : random_.below(64 / sizeof(T)) * sizeof(T);
     Slot& s = slot(i);
     void* const at = s.buffer.place(size * sizeof(T), offset, case_.edge);
+    if (record != nullptr)
+        record->arrays.push_back({sizeof(T), reinterpret_cast<std::uintptr_t>(at) % 64, {}, {}});
     return {static_cast<T*>(at), reinterpret_cast<T*>(s.want.data()), size};
 }
 
@@ -152,25 +154,41 @@ T Call::number()
         std::memcpy(&value, raw_.data(), sizeof value);
         raw_ = raw_.subspan(sizeof value);
     }
+    if (record != nullptr)
+        record->numbers.push_back(bytes_of(value));
     return value;
 }
 
 void Call::run(Level armed_as, const std::function<void()>& body)
 {
+    note(&Record::Piece::before);
     if (const auto fine = rig::armed(armed_as, body); !fine) {
         mix(0xBAD);
         fail(fine.message());
     }
+    note(&Record::Piece::after);
     compare();
 }
 
 void Call::faults(const std::function<void()>& body)
 {
+    note(&Record::Piece::before);
     if (!rig::faults(body)) {
         mix(0xBAD);
         fail("no fault where the contract has one");
     }
+    if (record != nullptr)
+        record->faulted = true;
     compare();
+}
+
+void Call::note(std::vector<unsigned char> Record::Piece::*when)
+{
+    if (record != nullptr)
+        for (std::size_t i = 0; i < arrays_; ++i) {
+            const auto& buffer = slot(i).buffer;
+            (record->arrays[i].*when).assign(buffer.data(), buffer.data() + buffer.bytes());
+        }
 }
 
 void Call::compare()

@@ -100,6 +100,7 @@ void centre(Call& call)
     auto c = call.number<float>();
     if (fitting)
         c = static_cast<float>(call.random().unit() * 200 - 100);
+    call.overrule(c);
     const auto x = call.input<float>(
         call.n, [&](float* at, std::size_t size) { around(call.random(), c, at, size); });
     const auto w = call.input<float>(call.n, [&](float* at, std::size_t size) {

@@ -76,6 +76,18 @@ struct Array {
 
 struct Kernel;
 
+/// A call as it was made, for others to make again.
+struct Record {
+    struct Piece {
+        std::size_t element, offset; // bytes; the address modulo 64
+        std::vector<unsigned char> before, after;
+    };
+    std::vector<Piece> arrays;
+    std::vector<std::vector<unsigned char>> numbers;
+    std::vector<unsigned char> returned;
+    bool faulted = false;
+};
+
 /// One call in the making. A kernel's description places the arrays in the order of its pointers,
 /// has its model fill in what is wanted, and runs.
 class Call {
@@ -100,6 +112,13 @@ public:
     /// A scalar argument.
     template <class T>
     T number();
+    /// The last number is another one.
+    template <class T>
+    void overrule(T value)
+    {
+        if (record != nullptr)
+            record->numbers.back() = bytes_of(value);
+    }
     std::uint64_t below(std::uint64_t bound) { return random_.below(bound); }
     rig::Random& random() { return random_; }
     Data data() const { return case_.data; }
@@ -122,6 +141,8 @@ public:
     void returned(T want, T got)
     {
         mix(static_cast<std::uint64_t>(rig::bits_of(got)));
+        if (record != nullptr)
+            record->returned = bytes_of(got);
         if (const auto same = rig::same_bits(want, got); !same)
             fail(std::string("returned: ") + same.message());
     }
@@ -132,6 +153,9 @@ public:
     /// Of all that the library left in the arrays and returned.
     std::uint64_t hash() const { return hash_; }
 
+    /// Where the calls to come are written down; null: nowhere.
+    static inline Record* record = nullptr;
+
 private:
     struct Forgotten {
         void *at, *want;
@@ -139,7 +163,14 @@ private:
     };
 
     template <class T>
+    static std::vector<unsigned char> bytes_of(const T& value)
+    {
+        const auto* at = reinterpret_cast<const unsigned char*>(&value);
+        return {at, at + sizeof value};
+    }
+    template <class T>
     Array<T> place(std::size_t size);
+    void note(std::vector<unsigned char> Record::Piece::*when);
     void compare();
     void mix(std::uint64_t word);
     void mix(const void* bytes, std::size_t count);

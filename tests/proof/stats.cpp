@@ -116,6 +116,7 @@ void average_below(Call& call)
     auto limit = call.number<T>();
     if (call.n != 0 && call.below(3) != 0)
         limit = x.at[call.below(call.n)]; // one of them, which itself counts
+    call.overrule(limit);
     const T want = models.at(call.level)(x.at, call.n, x.offset(), limit);
     T got{};
     call.run([&] { got = call.kernel<Fn>()(x.at, call.n, limit); });
