@@ -249,6 +249,19 @@ TEST(code, no_fused_products_anywhere)
     EXPECT_GT(seen, 5000U) << "hardly any code was read";
 }
 
+/// Rounding, flushing and exceptions are the caller's: nothing reads or sets a control word.
+TEST(code, no_control_word_is_touched_anywhere)
+{
+    for (const auto& [address, f] : code().functions())
+        for (const Instruction& in : f.code) {
+            const std::string name = in.mnemonic();
+            EXPECT_FALSE(name.find("mxcsr") != std::string::npos || name.starts_with("fld") ||
+                         name.starts_with("fn") || name.starts_with("fx") ||
+                         name.starts_with("xrstor") || name.starts_with("xsave"))
+                << f.name << ": " << name;
+        }
+}
+
 TEST(code, no_fences_and_no_prefetches_anywhere)
 {
     for (const auto& [address, f] : code().functions())

@@ -32,18 +32,15 @@ MachineCode::MachineCode(const std::string& path) : elf_(path)
         throw std::runtime_error("no code in " + path);
     text_ = *text;
     for (const ElfSymbol& s : elf_.symbols)
-        if (s.type == STT_FUNC && s.section != SHN_UNDEF && s.size != 0) {
-            Function f{unmangled(s.name), s.value, s.value + s.size, {}};
-            decode(f);
-            functions_.emplace(s.value, std::move(f));
-        }
+        if (s.type == STT_FUNC && s.section != SHN_UNDEF && s.size != 0)
+            functions_.emplace(s.value, Function{unmangled(s.name), s.value, s.value + s.size, {}});
 }
 
 const Function* MachineCode::named(const std::string& name) const
 {
-    for (const auto& [address, f] : functions_)
+    for (auto& [address, f] : functions_)
         if (f.name == name)
-            return &f;
+            return &decoded(f);
     return nullptr;
 }
 
@@ -53,7 +50,14 @@ const Function* MachineCode::around(std::uint64_t address) const
     if (it == functions_.begin())
         return nullptr;
     --it;
-    return address < it->second.end ? &it->second : nullptr;
+    return address < it->second.end ? &decoded(it->second) : nullptr;
+}
+
+const std::map<std::uint64_t, Function>& MachineCode::functions() const
+{
+    for (auto& [address, f] : functions_)
+        decoded(f);
+    return functions_;
 }
 
 std::map<std::uint32_t, std::set<std::uint64_t>> MachineCode::rows_named_in(const Function& f) const
@@ -101,15 +105,16 @@ bool MachineCode::decode_one(Instruction& i, std::uint64_t at, std::uint64_t end
     return ZYAN_SUCCESS(ZydisDecoderDecodeFull(&decoder_, bytes, end - at, &i.decoded, i.operands));
 }
 
-void MachineCode::decode(Function& f) const
+const Function& MachineCode::decoded(Function& f) const
 {
-    for (std::uint64_t at = f.begin; at < f.end;) {
+    for (std::uint64_t at = f.code.empty() ? f.begin : f.end; at < f.end;) {
         Instruction i{};
         if (!decode_one(i, at, f.end))
             throw std::runtime_error("cannot decode " + f.name);
         at = i.next();
         f.code.push_back(i);
     }
+    return f;
 }
 
 const MachineCode& shipped_code()

@@ -38,7 +38,7 @@ public:
     const Function* named(const std::string& name) const;
     /// The function that starts at, or contains, an address.
     const Function* around(std::uint64_t address) const;
-    const std::map<std::uint64_t, Function>& functions() const { return functions_; }
+    const std::map<std::uint64_t, Function>& functions() const;
     /// Rows of eight equal words on 32 bytes that a function names, by the word: their addresses.
     std::map<std::uint32_t, std::set<std::uint64_t>> rows_named_in(const Function& f) const;
     std::uint64_t begin() const { return text_.address; }
@@ -51,12 +51,12 @@ public:
 private:
     char byte(std::uint64_t at) const { return elf_.bytes[text_.offset + (at - text_.address)]; }
     bool decode_one(Instruction& i, std::uint64_t at, std::uint64_t end) const;
-    void decode(Function& f) const;
+    const Function& decoded(Function& f) const;
 
     ElfFile elf_;
     ElfSection text_;
     ZydisDecoder decoder_;
-    std::map<std::uint64_t, Function> functions_;
+    mutable std::map<std::uint64_t, Function> functions_; // decoded when first asked for
 };
 
 /// The code of the library under test.
