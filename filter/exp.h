@@ -1,5 +1,5 @@
-// filter/exp.h: the exponential of a block of floats, e^v lane by lane. The SSE2 variant has it
-// four lanes wide, the AVX2 variant eight, with the same bits.
+// filter/exp.h: the vector exponential, e^v lane by lane, four lanes wide at SSE2 and eight at AVX2
+// with the same bits.
 #ifndef LIBSIMD_FILTER_EXP_H
 #define LIBSIMD_FILTER_EXP_H
 
@@ -12,6 +12,10 @@ extern const Row q1, q2;
 extern const Row c0, c1, c2, c3, c4;
 #pragma GCC visibility pop
 } // namespace exp_rows
+
+/// e^v of four floats: a function of its own, built for SSE2, which the SSE2 variant and the short
+/// chunks of the AVX2 variant share.
+__m128 exp_f32x4(__m128 v);
 
 #ifdef __AVX2__
 SIMD_INLINE Block above(Block a, Block b) { return _mm256_cmp_ps(a, b, _CMP_GT_OS); }
@@ -29,28 +33,38 @@ SIMD_INLINE Block to_exponent(Block a)
 }
 #endif
 
-/// e^v = 2^t * e^r with t the integer next to v / ln 2. Below about -87.683 it is exactly 0, never
-/// subnormal; a NaN counts as the largest v.
-SIMD_INLINE Block exponential(Block v)
+/// v becomes e^v = 2^t * e^r, with t the integer next to v / ln 2, for some blocks side by side. Below
+/// about -87.683 it is exactly 0, never subnormal; a NaN counts as the largest v.
+template <std::size_t... k>
+SIMD_INLINE void exponential(std::index_sequence<k...> all, Block* v)
 {
     using namespace exp_rows;
-    v = minsel(v, largest);
-    v = maxsel(v, smallest);
+    constexpr std::size_t blocks = sizeof...(k);
+    Block rest[blocks], power[blocks];
 
-    const Block f = add(mul(v, log2e), half);
-    Block t = to_float(truncated(f));
-    t = sub(t, bits_and(above(t, f), one)); // floor
-    Block r = sub(v, mul(t, q1));
-    r = sub(r, mul(t, q2));
-    const Block s = to_exponent(add_integers(truncated(t), bias)); // 2^t, or 0 for t = -127
+    Constant most = constant(largest), least = constant(smallest), scale = constant(log2e);
+    Constant ones = constant(one), halves = constant(half), offset = constant(bias);
+    Constant high = constant(q1), low = constant(q2);
+    for (std::size_t i = 0; i != blocks; ++i) {
+        Block x = minsel(v[i], most);
+        x = maxsel(x, least);
+        const Block f = add(mul(x, scale), halves);
+        Block t = to_float(truncated(f));
+        t = sub(t, bits_and(above(t, f), ones)); // floor
+        Block r = sub(x, mul(t, high));
+        rest[i] = sub(r, mul(t, low));
+        power[i] = to_exponent(add_integers(truncated(t), offset)); // 2^t, or 0 for t = -127
+    }
 
-    Block p = add(mul(r, c0), c1);
-    p = add(mul(p, r), c2);
-    p = add(mul(p, r), c3);
-    p = add(mul(p, r), c4);
-    p = add(mul(p, r), half);
-    const Block q = add(add(mul(p, mul(r, r)), r), one);
-    return mul(q, s);
+    Constant first = constant(c0);
+    Block p[blocks] = {mul(rest[k], first)...};
+    horner(all, p, c1, rest);
+    horner(all, p, c2, rest);
+    horner(all, p, c3, rest);
+    horner(all, p, c4, rest);
+    ((p[k] = mul(add(p[k], halves), mul(rest[k], rest[k]))), ...);
+    ((p[k] = add(add(p[k], rest[k]), ones)), ...);
+    ((v[k] = mul(p[k], power[k])), ...);
 }
 
 #endif

@@ -335,6 +335,21 @@ INSTANTIATE_TEST_SUITE_P(
               0x3AB743CE, 0x3C088908, 0x3D2AA9C1, 0x3E2AAAAA, 0x3F800000, 127}}),
     [](const auto& rows) { return std::string(rows.param.narrow); });
 
+/// Chunks of 8 to 15 samples at AVX2 are summed there, as at SSE2: what the two levels share is the
+/// exponential of four floats, and no other variant is called.
+TEST(code, short_chunk_shares_the_exponential_of_four)
+{
+    for (const char* variant : {"vfilter2_chunk_sse2", "vfilter2_chunk_avx2"}) {
+        std::set<std::string> called;
+        for (const Function* f : body_of(variant))
+            for (const Instruction& in : f->code)
+                if (const Function* callee = code().around(in.target());
+                    callee != nullptr && callee != f && variants().contains(callee->name))
+                    called.insert(callee->name);
+        EXPECT_EQ(called, std::set<std::string>{"exp_f32x4"}) << variant;
+    }
+}
+
 TEST(code, one_cpuid)
 {
     std::vector<std::string> holders;

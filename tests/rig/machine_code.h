@@ -62,7 +62,8 @@ private:
 /// The code of the library under test.
 const MachineCode& shipped_code();
 
-/// "fill_f32_avx" is a variant's name; helpers that the compiler left as functions are not.
+/// "fill_f32_avx" is a variant's name; helpers that the compiler left as functions are not. With them
+/// stands the exponential of four floats.
 const std::map<std::string, Level>& variant_levels();
 
 /// A variant with the local helpers that it calls, but without other variants; empty if it is not
