@@ -40,7 +40,7 @@ const std::map<std::string, std::vector<std::string>>& callees()
 {
     static const std::map<std::string, std::vector<std::string>> list = {
         {"memcpy_fast", {"memcpy"}},       {"spec_log_f32", {"log10f"}},
-        {"spec_log_f64", {"log10"}},       {"vfilter2_chunk", {"expf"}},
+        {"spec_log_f64", {"log10"}},       {"vfilter2_chunk", {"expf", "exp_f32x4"}},
         {"pack_f32_u8", {"minmax_f32_"}},  {"pack_f32_s16", {"minmax_f32_"}},
         {"pack_f64_u8", {"minmax_f64_"}},  {"pack_f64_s16", {"minmax_f64_"}},
         {"pack_f64_u16", {"minmax_f64_"}},
