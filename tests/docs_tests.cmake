@@ -1,8 +1,6 @@
 # What the documents say, held to what is built. Needs LIBSIMD_TOOLS and LIBSIMD_DOCS.
 find_program(LIBSIMD_MANDOC mandoc REQUIRED)
 find_package(Doxygen REQUIRED)
-# A Python with NumPy: the system's, whatever else PATH holds.
-find_program(LIBSIMD_NUMPY_PYTHON python3 PATHS /usr/bin NO_DEFAULT_PATH REQUIRED)
 
 set(docs_build ${PROJECT_BINARY_DIR}/docs)
 set(docs_source ${PROJECT_SOURCE_DIR}/docs)
@@ -26,8 +24,6 @@ docs_test(planted Python3::Interpreter ${docs_build} ${PROJECT_SOURCE_DIR} $<TAR
 docs_test(loading Python3::Interpreter $<TARGET_FILE:simd> ${PROJECT_SOURCE_DIR}/include
     ${CMAKE_C_COMPILER})
 docs_test(examples Python3::Interpreter $<TARGET_FILE_DIR:link_host_c> $<TARGET_FILE:simd>)
-docs_test(python ${LIBSIMD_NUMPY_PYTHON} ${PROJECT_SOURCE_DIR}/examples/python
-    ${docs_build}/kernels.json $<TARGET_FILE:simd>)
 
 # Every kernel's example, as its page shows it. NDEBUG would take the assertions away.
 file(GLOB kernel_examples CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/examples/kernels/*.c)
