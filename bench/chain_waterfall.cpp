@@ -77,8 +77,10 @@ struct Run {
         fill_entries(loops);
         source.rewind();
         static const volatile std::sig_atomic_t never = 0;
+        waterfall::Settings settings;
+        settings.threads = 1;
         found = waterfall::analyse(
-            source, {}, [](std::uint64_t) {}, never);
+            source, settings, [](std::uint64_t) {}, never);
         fill_entries(before);
     }
     std::vector<double> spectrum() const

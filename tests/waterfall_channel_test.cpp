@@ -72,75 +72,156 @@ TEST(WaterfallChannel, RealChannelIsMixedToo)
     EXPECT_NEAR(a.lines.at(0).level_db, 2 * db(0.5), 0.5);
 }
 
-TEST(WaterfallChannel, TapsPassAndStop)
+/// Power gain of all stages together, at a frequency in turns per input sample.
+double gain(unsigned decimate, double turns)
 {
-    for (const unsigned decimate : {2U, 5U, 16U}) {
-        const std::vector<double> taps = channel_taps(decimate, 0);
-        const auto gain = [&](double turns) {
-            Complex sum;
-            for (std::size_t i = 0; i < taps.size(); ++i)
-                sum += taps[i] * std::polar(1.0, -2 * pi * turns * static_cast<double>(i));
-            return db(std::norm(sum));
-        };
-        EXPECT_NEAR(gain(0), 0, 1e-9);
-        for (double turns = 0; turns <= 0.5; turns += 0.001) {
-            if (turns < 0.32 / decimate) {
-                EXPECT_NEAR(gain(turns), 0, 0.01) << decimate << " " << turns;
-            } else if (turns > 0.51 / decimate) {
-                EXPECT_LT(gain(turns), -70) << decimate << " " << turns;
-            }
+    Complex product = 1;
+    double rate_now = 1; // input samples per sample of the stage's input
+    for (const StagePlan& stage : plan_stages(decimate)) {
+        Complex sum;
+        for (std::size_t i = 0; i < stage.taps.size(); ++i)
+            sum += stage.taps[i] *
+                   std::polar(1.0, -2 * pi * turns * rate_now * static_cast<double>(i));
+        product *= sum;
+        rate_now *= stage.decimate;
+    }
+    return db(std::norm(product) + 1e-30);
+}
+
+// Flat within 0.01 dB up to 0.41 of the new rate, 70 dB down from 0.5 of it on: nothing folds back.
+TEST(WaterfallChannel, StagesPassAndStop)
+{
+    for (const unsigned decimate : {2U, 5U, 8U, 60U, 97U, 1000U}) {
+        unsigned product = 1;
+        for (const StagePlan& stage : plan_stages(decimate)) {
+            product *= stage.decimate;
+            for (std::size_t i = 0; i < stage.taps.size(); ++i)
+                EXPECT_NEAR(stage.taps[i], stage.taps[stage.taps.size() - 1 - i], 1e-15);
         }
-        for (std::size_t i = 0; i < taps.size(); ++i)
-            EXPECT_NEAR(taps[i], taps[taps.size() - 1 - i], 1e-15);
+        EXPECT_EQ(product, decimate);
+        EXPECT_NEAR(gain(decimate, 0), 0, 1e-9);
+        EXPECT_GT(flat_share(decimate), 0.82);
+        const double step = decimate > 50 ? 0.501 : 0.0101; // of the new rate
+        for (double at = 0; at <= 0.5 * decimate; at += at < 1 ? 0.0101 : step)
+            if (at < flat_share(decimate) / 2) {
+                EXPECT_NEAR(gain(decimate, at / decimate), 0, 0.01) << decimate << " " << at;
+            } else if (at > 0.505) {
+                EXPECT_LT(gain(decimate, at / decimate), -70) << decimate << " " << at;
+            }
     }
 }
 
-Signal through(Format format, const Signal& in, const Settings& settings, std::size_t piece)
+// Products per input sample.
+double cost(unsigned decimate)
 {
-    Channel channel(format, rate, settings, piece);
+    double sum = 0;
+    double share = 1;
+    for (const StagePlan& stage : plan_stages(decimate)) {
+        share /= stage.decimate;
+        sum += share * static_cast<double>(stage.taps.size());
+    }
+    return sum;
+}
+
+TEST(WaterfallChannel, CostFallsWithTheFactor)
+{
+    EXPECT_LT(cost(2), 66);
+    EXPECT_LT(cost(8), 30);
+    EXPECT_LT(cost(64), 15);
+    EXPECT_LT(cost(1000), 12);
+    EXPECT_LT(cost(997), 66); // a prime: one stage
+}
+
+Signal through(Format format, const Signal& in, double shift, unsigned decimate, std::size_t piece)
+{
+    Channel channel(is_complex(format), shift / rate, decimate, piece);
     Buffer<unsigned char> block(piece * bytes_per_sample(format));
-    Buffer<double> out(2 * piece);
+    Buffer<double> unpacked(2 * piece);
+    Buffer<double> out(2 * piece + 2);
     Timings timings;
     MemorySource source(in, format, rate);
     Signal all;
-    while (const std::size_t got = source.read(block.data(), piece)) {
-        prepare(format, block.data(), got);
-        const std::size_t kept = channel.run(block.data(), got, out.data(), timings);
+    const auto keep = [&](std::size_t kept) {
         for (std::size_t i = 0; i < kept; ++i)
             all.emplace_back(out[2 * i], out[2 * i + 1]);
+        return kept != 0;
+    };
+    while (const std::size_t got = source.read(block.data(), piece)) {
+        prepare(format, block.data(), got);
+        unpack(format, block.data(), got, unpacked.data(), timings);
+        keep(channel.run(unpacked.data(), got, out.data(), timings));
+    }
+    while (keep(channel.finish(out.data(), timings))) {
     }
     return all;
 }
 
-// y[k] = sum taps[j] * mixed[k * D + middle - j], by that sum.
+/// One stage by its definition: output k is centred on input k * decimate; zeros around the signal.
+Signal convolved(const Signal& in, const StagePlan& stage)
+{
+    const auto middle = static_cast<std::ptrdiff_t>(stage.taps.size() / 2);
+    const auto n = static_cast<std::ptrdiff_t>(in.size());
+    Signal out;
+    for (std::ptrdiff_t at = 0; at < n; at += stage.decimate) {
+        Complex sum;
+        for (std::ptrdiff_t j = -middle; j <= middle; ++j)
+            if (at + j >= 0 && at + j < n)
+                sum += stage.taps[static_cast<std::size_t>(middle + j)] *
+                       in[static_cast<std::size_t>(at + j)];
+        out.push_back(sum);
+    }
+    return out;
+}
+
 TEST(WaterfallChannel, IsTheConvolutionHoweverTheStreamIsCut)
 {
-    Signal in(1000);
+    Signal in(3000);
     add_noise(in, 0.01);
-    for (const double shift : {0.0, 123456.7})
-        for (const Format format : {Format::cs16, Format::cf32, Format::cf64, Format::cu8}) {
-            const Settings settings = channel_at(shift, 3);
-            const std::vector<double> taps = channel_taps(3, 0);
-            const std::size_t middle = (taps.size() - 1) / 2;
-            const Signal whole = through(format, in, settings, 1000);
-            ASSERT_EQ(whole.size(), (in.size() - middle + 2) / 3);
-            for (std::size_t k = 0; k < whole.size(); ++k) {
-                Complex want;
-                for (std::size_t j = 0; j < taps.size() && j <= 3 * k + middle; ++j) {
-                    const std::size_t i = 3 * k + middle - j;
-                    const Complex x{coded(format, in[i].real()).value,
-                                    coded(format, in[i].imag()).value};
+    for (const unsigned decimate : {1U, 3U, 12U, 40U})
+        for (const double shift : {0.0, 123456.7})
+            for (const Format format : {Format::cs16, Format::cf32, Format::cu8, Format::f64}) {
+                Signal want = in;
+                for (std::size_t i = 0; i < in.size(); ++i) {
                     const double turns = -shift / rate * static_cast<double>(i);
-                    want += taps[j] * x * std::polar(1.0, 2 * pi * std::fmod(turns, 1.0));
+                    const Complex x = is_complex(format)
+                                          ? Complex{coded(format, in[i].real()).value,
+                                                    coded(format, in[i].imag()).value}
+                                          : Complex{2 * in[i].real(), 0};
+                    want[i] = x * std::polar(1.0, 2 * pi * std::fmod(turns, 1.0));
                 }
-                ASSERT_NEAR(std::abs(whole[k] - want), 0, 1e-9) << name(format) << " " << k;
+                for (const StagePlan& stage : plan_stages(decimate))
+                    want = convolved(want, stage);
+                for (const std::size_t piece : {1UL, 7UL, 333UL, 3000UL}) {
+                    const Signal got = through(format, in, shift, decimate, piece);
+                    ASSERT_EQ(got.size(), want.size()) << decimate << " " << piece;
+                    for (std::size_t k = 0; k < got.size(); ++k)
+                        ASSERT_NEAR(std::abs(got[k] - want[k]), 0, 1e-9)
+                            << name(format) << " " << decimate << " " << piece << " " << k;
+                }
             }
-            for (const std::size_t piece : {1UL, 7UL, 64UL, 333UL}) {
-                const Signal cut = through(format, in, settings, piece);
-                ASSERT_EQ(cut.size(), whole.size());
-                for (std::size_t k = 0; k < cut.size(); ++k)
-                    ASSERT_NEAR(std::abs(cut[k] - whole[k]), 0, 1e-9) << piece << " " << k;
+}
+
+// A tone anywhere in the flat part has its level; on the slope, where it has not, no line is said.
+TEST(WaterfallChannel, FlatPartEndsWhereItSays)
+{
+    for (const unsigned decimate : {2U, 8U, 10U})
+        for (const double share : {-0.99, -0.5, 0.3, 0.99, 1.12}) {
+            Settings settings = channel_at(50e3, decimate);
+            settings.smooth = 3;
+            const double band = rate / decimate;
+            const double hertz = 50e3 + share * flat_share(decimate) / 2 * band;
+            Signal s(60000);
+            add_noise(s, 1e-8);
+            add_tone(s, 0.1, hertz, rate);
+            const Analysis a = analysed(s, Format::cf32, rate, settings);
+            EXPECT_NEAR(a.slope_hz, (1 - flat_share(decimate)) / 2 * band, 2 * a.bin_hz);
+            if (share > 1) {
+                EXPECT_TRUE(a.lines.empty());
+                continue;
             }
+            ASSERT_EQ(a.lines.size(), 1U) << share;
+            EXPECT_NEAR(a.lines[0].frequency, hertz, 0.01 * a.bin_hz);
+            EXPECT_NEAR(a.lines[0].level_db, -20, 0.03);
         }
 }
 

@@ -31,7 +31,8 @@ Analysis made_up()
     a.levels.clipped = 20000;
     a.lines = {{1089.934e6, -26.1, 65.1, -25.0, 9660, 1089.93e6, 1089.94e6}};
     a.waterfall = {700, 1000, 2, -100, -20, {}};
-    a.timings = {0.5, 0.2, 0.1, 0.05};
+    a.timings = {0.4, 0.1, 0.8, 0.32, 0.16, 0.08}; // two threads
+    a.threads = 2;
     return a;
 }
 
@@ -62,9 +63,11 @@ TEST(WaterfallReport, JsonHoldsTheFigures)
     EXPECT_EQ(j["lines"][0]["power_dbfs"], -25.0);
     EXPECT_EQ(j["lines"][0]["bandwidth_hz"], 9660);
     EXPECT_EQ(j["throughput"]["samples_per_second"], 2e6);
-    EXPECT_EQ(j["throughput"]["kernel_share"], 0.4);
-    EXPECT_EQ(j["throughput"]["fft_share"], 0.2);
-    EXPECT_EQ(j["throughput"]["read_share"], 0.1);
+    EXPECT_EQ(j["throughput"]["kernels_percent"], 32); // 0.4 of the 0.4 s of the analysis
+    EXPECT_EQ(j["throughput"]["fft_percent"], 16);
+    EXPECT_EQ(j["throughput"]["reading_percent"], 8);
+    EXPECT_EQ(j["throughput"]["pictures_percent"], 20);
+    EXPECT_EQ(j["throughput"]["rest_percent"], 24);
 }
 
 TEST(WaterfallReport, TableIsShortAndSaysTheSame)
@@ -73,8 +76,8 @@ TEST(WaterfallReport, TableIsShortAndSaysTheSame)
     const std::string t = table(a);
     for (const char* const part :
          {"1000000 samples, 500 ms", "900 frames in 700 rows", "clipped 1 %", "floor -91.2 dBFS",
-          "1089.934 MHz", "-66 kHz", "9.66 kHz", "-26.1", "65.1", "-25.0",
-          "2.00 million samples per second", "kernels 40 %", "FFTW 20 %"})
+          "1089.934 MHz", "-66 kHz", "9.66 kHz", "-26.1", "65.1", "-25.0", "0.500 s, 2.0 MS/s",
+          "kernels 32 %", "FFTW 16 %", "pictures 20 %", "rest 24 %"})
         EXPECT_NE(t.find(part), std::string::npos) << part << "\n" << t;
     EXPECT_EQ(std::count(t.begin(), t.end(), '\n'), 5);
     for (std::size_t at = 0; at < t.size(); at = t.find('\n', at) + 1)

@@ -6,14 +6,17 @@
 #include "waterfall/error.h"
 #include "waterfall/floor.h"
 #include "waterfall/frames.h"
+#include "waterfall/pipeline.h"
 #include "waterfall/spectrum.h"
 #include "waterfall/unpack.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cpuid.h>
+#include <cstring>
 #include <fmt/format.h>
-#include <numeric>
+#include <optional>
+#include <thread>
 
 namespace waterfall {
 
@@ -36,68 +39,178 @@ void require_processor()
         throw Error("libsimd.so has not installed its kernels");
 }
 
-/// From blocks of samples to frames.
-class Chain {
+/// Cuts a recording into blocks. A block starts with what the one before shares with it.
+class Reader {
 public:
-    Chain(const Recording& recording, const Settings& settings)
-        : format_(recording.format), channelled_(settings.has_channel()),
-          real_(!is_complex(format_) && !channelled_), parts_(real_ ? 1 : 2),
-          channel_(format_, recording.rate, settings, block_samples),
-          spectrum_(settings.fft, settings.window, real_), frames_(spectrum_.bins(), settings),
-          framer_(settings, parts_, block_samples), samples_(2 * block_samples)
+    Reader(Source& source, Analysis& analysis, const Settings& settings, const Cut& cut,
+           const std::function<void(std::uint64_t)>& progress,
+           const volatile std::sig_atomic_t& stop)
+        : source_(source), analysis_(analysis), cut_(cut), progress_(progress), stop_(stop),
+          bytes_(bytes_per_sample(cut.format)), shared_(cut.samples - cut.frames * cut.hop),
+          carry_(shared_ * bytes_)
     {
+        if (settings.has_channel())
+            channel_.emplace(is_complex(analysis.recording.format),
+                             settings.channel.value_or(0.0) / analysis.recording.rate,
+                             settings.decimate, block_samples);
     }
 
-    /// The block is prepared.
-    void feed(const void* block, std::size_t samples, Timings& timings)
+    /// False where nothing is left.
+    bool fill(Block& block)
     {
-        std::size_t kept = samples;
-        if (channelled_)
-            kept = channel_.run(block, samples, samples_.data(), timings);
-        else
-            unpack(format_, block, samples, samples_.data(), timings);
-        std::copy_n(samples_.data(), kept * parts_, framer_.end());
-        framer_.added(kept * parts_, spectrum_, frames_, timings);
+        const Timed timed(analysis_.timings.work);
+        if (ended_)
+            return false;
+        block.timings = {};
+        block.first = first_;
+        std::size_t filled = first_ == 0 ? 0 : shared_;
+        std::memcpy(block.raw.data(), carry_.data(), filled * bytes_);
+        while (filled < cut_.samples && !ended_)
+            filled += append(block.raw.data() + filled * bytes_, cut_.samples - filled);
+        std::memcpy(carry_.data(), block.raw.data() + (cut_.samples - shared_) * bytes_,
+                    shared_ * bytes_);
+        finish(block, filled);
+        first_ += cut_.frames;
+        return block.samples != 0;
     }
-
-    bool real() const { return real_; }
-    const Spectrum& spectrum() const { return spectrum_; }
-    Frames& frames() { return frames_; }
 
 private:
-    Format format_;
-    bool channelled_;
-    bool real_; // shown from 0 to half the rate
-    std::size_t parts_;
-    Channel channel_;
-    Spectrum spectrum_;
-    Frames frames_;
-    Framer framer_;
-    Buffer<double> samples_;
-};
+    /// Of a block that is not full, the frames and the samples after the last whole one.
+    void finish(Block& block, std::size_t filled)
+    {
+        const bool full = filled == cut_.samples;
+        block.samples = filled;
+        block.own = full ? cut_.frames * cut_.hop : filled;
+        block.whole = filled < cut_.fft ? 0 : (filled - cut_.fft) / cut_.hop + 1;
+        std::size_t seen = first_ == 0 ? 0 : shared_;
+        if (block.whole != 0)
+            seen = (block.whole - 1) * cut_.hop + cut_.fft;
+        block.part = filled > seen ? filled - block.whole * cut_.hop : 0;
+    }
 
-void read_all(Source& source, Chain& chain, Analysis& a,
-              const std::function<void(std::uint64_t)>& progress,
-              const volatile std::sig_atomic_t& stop)
-{
-    const Format format = a.recording.format;
-    Buffer<unsigned char> block(block_samples * bytes_per_sample(format));
-    while (stop == 0) {
+    /// Samples of the recording, or of its channel.
+    std::size_t append(unsigned char* to, std::size_t most)
+    {
+        if (!channel_) {
+            const std::size_t got = read(to, std::min(most, block_samples));
+            ended_ = got == 0;
+            return got;
+        }
+        if (next_ == kept_) {
+            next_ = 0;
+            kept_ = channel_block();
+            ended_ = flushing_ && kept_ == 0;
+        }
+        const std::size_t n = std::min(most, kept_ - next_);
+        std::memcpy(to, channel_out_.data() + 2 * next_, n * bytes_);
+        next_ += n;
+        return n;
+    }
+
+    std::size_t channel_block()
+    {
+        const Format format = analysis_.recording.format;
+        Timings& timings = analysis_.timings;
+        const std::size_t got = flushing_ ? 0 : read(input_.data(), block_samples);
+        flushing_ = got == 0;
+        if (flushing_)
+            return channel_->finish(channel_out_.data(), timings);
+        prepare(format, input_.data(), got);
+        unpack(format, input_.data(), got, unpacked_.data(), timings);
+        measure_levels(format, input_.data(), got, analysis_.levels, timings);
+        measure_power(unpacked_.data(), got, parts_of(format), analysis_.levels, timings);
+        return channel_->run(unpacked_.data(), got, channel_out_.data(), timings);
+    }
+
+    std::size_t read(unsigned char* to, std::size_t most)
+    {
+        if (stop_ != 0) {
+            analysis_.interrupted = true;
+            return 0;
+        }
         std::size_t got = 0;
         {
-            const Timed timed(a.timings.read);
-            got = source.read(block.data(), block_samples);
+            const Timed timed(analysis_.timings.read);
+            got = source_.read(to, most);
         }
-        if (got == 0)
-            return;
-        prepare(format, block.data(), got);
-        measure_levels(format, block.data(), got, a.levels, a.timings);
-        chain.feed(block.data(), got, a.timings);
-        a.samples += got;
-        progress(a.samples);
+        analysis_.samples += got;
+        if (got != 0)
+            progress_(analysis_.samples);
+        return got;
     }
-    a.interrupted = true;
+
+    Source& source_;
+    Analysis& analysis_;
+    const Cut& cut_;
+    const std::function<void(std::uint64_t)>& progress_;
+    const volatile std::sig_atomic_t& stop_;
+    std::size_t bytes_, shared_;
+    std::vector<unsigned char> carry_;
+    std::uint64_t first_ = 0;
+    bool ended_ = false, flushing_ = false;
+    std::optional<Channel> channel_;
+    Buffer<unsigned char> input_{block_samples * 16};
+    Buffer<double> unpacked_{2 * block_samples}, channel_out_{2 * block_samples};
+    std::size_t next_ = 0, kept_ = 0;
+};
+
+unsigned thread_count(const Settings& settings)
+{
+    constexpr unsigned most = 16;
+    return settings.threads != 0 ? settings.threads
+                                 : std::clamp(std::thread::hardware_concurrency(), 1U, most);
 }
+
+/// The whole recording through all threads.
+struct Chain {
+    Chain(const Recording& recording, const Settings& settings)
+        : real(!is_complex(recording.format) && !settings.has_channel()),
+          cut(settings, settings.has_channel() ? Format::cf64 : recording.format,
+              real ? settings.fft / 2 : settings.fft),
+          columns(cut.bins, settings.reduce == "max"), frames(cut, columns, settings)
+    {
+    }
+
+    void run(Source& source, Analysis& a, const std::function<void(std::uint64_t)>& progress,
+             const volatile std::sig_atomic_t& stop)
+    {
+        const Settings& settings = a.settings;
+        a.threads = thread_count(settings);
+        std::vector<Transformer> transformers;
+        transformers.reserve(a.threads);
+        for (unsigned t = 0; t < a.threads; ++t)
+            transformers.emplace_back(cut, columns, settings, !settings.has_channel());
+        noise_bins = transformers[0].noise_bins();
+        std::vector<Block> pool;
+        const unsigned blocks = a.threads == 1 ? 1 : a.threads + 2;
+        pool.reserve(blocks);
+        while (pool.size() < blocks)
+            pool.emplace_back(cut, columns);
+
+        Reader reader(source, a, settings, cut, progress, stop);
+        Timings workers; // the reader has its own, on its own thread
+        Levels levels;
+        Pipeline pipeline(
+            pool, a.threads, [&](Block& block) { return reader.fill(block); },
+            [&](Block& block, unsigned thread) { transformers[thread].run(block); },
+            [&](Block& block) {
+                const Timed timed(workers.work);
+                workers.add(block.timings);
+                levels.add(block.levels);
+                frames.add(block, workers);
+            });
+        pipeline.run();
+        a.timings.add(workers);
+        if (!settings.has_channel())
+            a.levels = levels;
+    }
+
+    bool real; // shown from 0 to half the rate
+    Cut cut;
+    Columns columns;
+    Frames frames;
+    double noise_bins = 1;
+};
 
 Buffer<float> narrowed(const Buffer<double>& power)
 {
@@ -159,7 +272,7 @@ void place(Analysis& a, std::size_t bins, bool real)
 /// Bins at both ends that lie on the slope of a channel's filter: no floor and no line is there.
 std::size_t slope_bins(std::size_t bins, const Settings& settings)
 {
-    const double share = flat_share(settings.decimate, settings.taps);
+    const double share = flat_share(settings.decimate);
     return (bins - static_cast<std::size_t>(share * static_cast<double>(bins))) / 2;
 }
 
@@ -167,15 +280,18 @@ double decibels(double power) { return 10.0 * std::log10(power); }
 
 void conclude(Analysis& a, Chain& chain)
 {
-    Frames& frames = chain.frames();
-    const double noise_bins = chain.spectrum().noise_bins();
+    Frames& frames = chain.frames;
     frames.finish();
     Timings& timings = a.timings;
     a.frames = frames.count();
+    a.part_samples = frames.part();
+    const std::size_t weighted = frames.whole() != 0 ? a.settings.fft : a.part_samples;
+    const double noise_bins =
+        chain.noise_bins * static_cast<double>(a.settings.fft) / static_cast<double>(weighted);
     a.noise_hz = a.bin_hz * noise_bins;
 
     const Buffer<float> mean = narrowed(frames.mean());
-    const Buffer<float> smooth = smoothed(mean, a.settings.smooth, chain.real(), timings);
+    const Buffer<float> smooth = smoothed(mean, a.settings.smooth, chain.real, timings);
     const std::size_t slope = slope_bins(mean.size(), a.settings);
     a.slope_hz = static_cast<double>(slope) * a.bin_hz;
     float floor = estimate_floor({mean.data() + slope, mean.size() - 2 * slope}, a.frames, timings);
@@ -187,16 +303,13 @@ void conclude(Analysis& a, Chain& chain)
     a.smooth_db = to_db(smooth, timings);
     a.floor_db = floor > 0 ? decibels(static_cast<double>(floor)) : std::nan("");
 
-    // The bins overlap by the window's noise bandwidth: so much their sum exceeds the power.
-    const Buffer<double>& power = frames.mean();
-    const double sum = std::accumulate(power.begin(), power.end(), 0.0);
-    a.levels.mean_db = decibels(sum / noise_bins);
+    a.levels.mean_db = decibels(mean_power(a.levels, is_complex(a.recording.format)));
 
     a.lines = find_lines(mean, smooth,
-                         {a.first_hz, a.bin_hz, a.settings.window, a.settings.fft, noise_bins,
-                          chain.real(), floor, slope, a.frames, a.settings.lines});
+                         {a.first_hz, a.bin_hz, a.settings.window, a.settings.fft, weighted,
+                          noise_bins, chain.real, floor, slope, a.frames, a.settings.lines});
     a.waterfall = make_codes(frames.rows(), a.settings.low_db, a.settings.high_db, timings);
-    a.waterfall.bins_per_column = frames.columns().most_bins();
+    a.waterfall.bins_per_column = chain.columns.most_bins();
 }
 
 } // namespace
@@ -211,14 +324,13 @@ Analysis analyse(Source& source, const Settings& settings,
     a.recording = source.recording();
     a.settings = settings;
     {
-        const Timed timed(a.timings.total);
+        const Timed timed(a.timings.wall);
         Chain chain(a.recording, settings);
-        place(a, chain.spectrum().bins(), chain.real());
-        read_all(source, chain, a, progress, stop);
-        if (chain.frames().count() == 0)
-            throw Error(fmt::format("{}: {} samples are fewer than one transform takes ({})",
-                                    a.recording.input, a.samples,
-                                    settings.fft * settings.decimate));
+        place(a, chain.cut.bins, chain.real);
+        chain.run(source, a, progress, stop);
+        if (chain.frames.count() == 0)
+            throw Error(a.recording.input + ": 0 samples, nothing to transform");
+        const Timed working(a.timings.work);
         conclude(a, chain);
     }
     return a;

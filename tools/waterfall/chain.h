@@ -20,8 +20,10 @@ namespace waterfall {
 struct Analysis {
     Recording recording;
     Settings settings;
-    std::uint64_t samples = 0; // read, at the recording's rate
-    std::uint64_t frames = 0;
+    std::uint64_t samples = 0;    // read, at the recording's rate
+    std::uint64_t frames = 0;     // with the last one in part
+    std::size_t part_samples = 0; // of a last frame that the recording's end leaves in part; or 0
+    unsigned threads = 1;
     bool interrupted = false;
 
     double rate = 1;     // of the transformed samples, after decimation
@@ -47,12 +49,13 @@ struct Analysis {
     [[nodiscard]] double seconds() const { return static_cast<double>(samples) / recording.rate; }
     [[nodiscard]] double samples_per_second() const
     {
-        return timings.total > 0 ? static_cast<double>(samples) / timings.total : 0.0;
+        const double seconds = timings.wall + timings.output;
+        return seconds > 0 ? static_cast<double>(samples) / seconds : 0.0;
     }
 };
 
 /// Reads the source to its end, or until stop is set. progress is told the samples read so far.
-/// Throws Error for settings that cannot be and for an input shorter than one transform.
+/// Throws Error for settings that cannot be and for an input without samples.
 Analysis analyse(Source& source, const Settings& settings,
                  const std::function<void(std::uint64_t samples_done)>& progress,
                  const volatile std::sig_atomic_t& stop);

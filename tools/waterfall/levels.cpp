@@ -112,4 +112,42 @@ void measure_levels(Format format, const void* block, std::size_t samples, Level
     levels.parts += n;
 }
 
+void measure_power(const double* values, std::size_t samples, std::size_t parts, Levels& levels,
+                   Timings& timings)
+{
+    constexpr std::size_t piece = 4096;
+    const Timed timed(timings.kernels);
+    const std::size_t n = samples * parts;
+    for (std::size_t at = 0; at < n; at += piece) {
+        const double* const x = values + at;
+        const std::size_t count = std::min(piece, n - at);
+        double squares = 0;
+        double same = 0;
+        fir_step_c64(x, x, x, count, &squares, &same); // the values as their own taps
+        levels.squares += squares;
+        if (parts == 1)
+            levels.sum += avg_f64(x, count) * static_cast<double>(count);
+    }
+}
+
+double mean_power(const Levels& levels, bool complex)
+{
+    const double squares = 2 * levels.squares / static_cast<double>(levels.parts);
+    const double mean = levels.sum / static_cast<double>(levels.parts);
+    return complex ? squares : std::max(squares - mean * mean, 0.0);
+}
+
+void Levels::add(const Levels& other)
+{
+    if (other.parts == 0)
+        return;
+    const double all = static_cast<double>(parts + other.parts);
+    mean_abs += (other.mean_abs - mean_abs) * static_cast<double>(other.parts) / all;
+    peak = std::max(peak, other.peak);
+    parts += other.parts;
+    clipped += other.clipped;
+    sum += other.sum;
+    squares += other.squares;
+}
+
 } // namespace waterfall

@@ -166,7 +166,9 @@ double surroundings(const Curve& power, Bin peak, Bin reach)
 class Found {
 public:
     Found(const Curve& mean, const Curve& smooth, const LineSearch& search)
-        : mean_(mean), smooth_(smooth), search_(search), shape_(search.window, search.fft)
+        : mean_(mean), smooth_(smooth), search_(search), shape_(search.window, search.weighted),
+          narrower_(static_cast<double>(search.weighted) / static_cast<double>(search.fft)),
+          reach_(static_cast<Bin>(std::ceil(static_cast<double>(shape_.reach()) / narrower_)))
     {
     }
 
@@ -182,19 +184,21 @@ public:
     }
 
 private:
+    /// Power of a tone of power 1 so many bins beside its place.
+    [[nodiscard]] double spread(double bins) const { return shape_.power(bins * narrower_); }
     [[nodiscard]] double floor() const { return static_cast<double>(search_.floor); }
     [[nodiscard]] double frames() const { return static_cast<double>(search_.frames); }
 
     [[nodiscard]] bool is_narrow(Bin peak) const
     {
         const double rise = std::max(4.0, 1.0 + 12.0 / std::sqrt(frames()));
-        return mean_(peak) >= rise * surroundings(mean_, peak, shape_.reach());
+        return mean_(peak) >= rise * surroundings(mean_, peak, reach_);
     }
 
     /// A line of this power as wide as the window makes it.
     [[nodiscard]] Line tone_at(double bin, double power) const
     {
-        const double half = shape_.half_power();
+        const double half = shape_.half_power() / narrower_;
         return {bin, db(power), 0, db(power), 2 * half, bin - half, bin + half};
     }
 
@@ -202,15 +206,15 @@ private:
     /// of it stands fourfold beside it.
     [[nodiscard]] std::optional<Line> direct_part(Bin peak) const
     {
-        const Bin reach = shape_.reach();
+        const Bin reach = reach_;
         if (!mean_.real() || peak > reach)
             return std::nullopt;
         const double power = mean_(0) - floor() / 4;
         const double beside = std::max(floor(), surroundings(mean_, 0, reach));
-        const double spread = 4 + 12 / std::sqrt(frames());
+        const double rise = 4 + 12 / std::sqrt(frames());
         for (Bin d = 1; d <= reach; ++d)
-            if (mean_(d) > 1.1 * 4 * power * shape_.power(static_cast<double>(d)) +
-                               spread * beside + 1e-9 * power)
+            if (mean_(d) >
+                1.1 * 4 * power * spread(static_cast<double>(d)) + rise * beside + 1e-9 * power)
                 return std::nullopt;
         if (power < beside)
             return std::nullopt;
@@ -229,9 +233,9 @@ private:
         double sp = 0;
         double ss = 0;
         double pp = 0;
-        for (Bin d = -shape_.reach(); d <= shape_.reach(); ++d) {
+        for (Bin d = -reach_; d <= reach_; ++d) {
             const double p = std::max(0.0, mean_(peak + d) / top - noise);
-            const double s = shape_.power(static_cast<double>(d) - shift);
+            const double s = spread(static_cast<double>(d) - shift);
             const double variance =
                 (2 * p * noise + noise * noise) / frames() + 1e-6 * p * p + 1e-8;
             sp += s * p / variance;
@@ -261,8 +265,8 @@ private:
         const double power = fit(peak, shift).power;
         // What is modulated, or two tones, has another shape: within 1 dB where the tone is strong.
         const double noise = std::sqrt((2 * power * floor() + floor() * floor()) / frames());
-        for (Bin d = -shape_.reach(); d <= shape_.reach(); ++d) {
-            const double expected = power * shape_.power(static_cast<double>(d) - shift);
+        for (Bin d = -reach_; d <= reach_; ++d) {
+            const double expected = power * spread(static_cast<double>(d) - shift);
             if (expected >= 0.1 * power &&
                 std::abs(mean_(peak + d) - floor() - expected) > 0.25 * expected + 4 * noise)
                 return std::nullopt;
@@ -306,6 +310,8 @@ private:
     const Curve& smooth_;
     const LineSearch& search_;
     WindowShape shape_;
+    double narrower_; // bins than the window's own
+    Bin reach_;
 };
 
 /// From bins to frequencies, that of the line within the band.

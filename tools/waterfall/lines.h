@@ -26,6 +26,7 @@ struct LineSearch {
     double first_hz, bin_hz; // of bin 0; from bin to bin
     std::string window;      // of the transforms
     std::size_t fft;         // their length
+    std::size_t weighted;    // samples under the window: fewer where the recording is short
     double noise_bins;       // noise bandwidth of a bin, in bins
     bool real;               // bins start at 0 Hz; else the spectrum is a circle
     float floor;             // power; 0: there is none

@@ -144,12 +144,15 @@ int run(const Options& o)
     if (!o.quiet)
         describe(out, source->recording());
 
-    const Analysis analysis = [&] {
+    Analysis analysis = [&] {
         Progress progress(source->recording().samples, !o.quiet);
         return analyse(
             *source, o.settings, [&](std::uint64_t n) { progress.at(n); }, stop);
     }();
-    write_outputs(o, analysis);
+    {
+        const Timed timed(analysis.timings.output);
+        write_outputs(o, analysis);
+    }
     if (!o.quiet) {
         std::fputs(table(analysis).c_str(), out);
         for (const std::string& path : o.outputs())

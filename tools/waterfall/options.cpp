@@ -108,6 +108,9 @@ void add_analysis(CLI::App& app, Settings& s)
         "shows only the channel this far from the middle,\n"
         "filtered");
     add("--decimate", s.decimate, "N", "keeps one of N samples of that channel; default 1");
+    add("--threads", s.threads, "N",
+        "threads that transform; default: the processors,\nup to 16; the figures do not depend on "
+        "it");
     add("--lines", s.lines, "N", "lines reported, strongest first; default 10");
 }
 

@@ -42,9 +42,11 @@ json settings_json(const Analysis& a)
                 {"smooth", s.smooth},
                 {"bin_hz", a.bin_hz},
                 {"noise_bandwidth_hz", a.noise_hz},
+                {"slope_hz", a.slope_hz},
                 {"low_hz", a.low_hz()},
                 {"high_hz", a.high_hz()},
                 {"frames", a.frames},
+                {"last_frame_samples", a.part_samples != 0 ? a.part_samples : s.fft},
                 {"rows", a.waterfall.rows},
                 {"reduce", s.reduce},
                 {"max_hold", s.max_hold},
@@ -81,16 +83,34 @@ json line_json(const Line& line, double center)
             {"high_hz", line.high}};
 }
 
-double share(double part, double whole) { return whole > 0 ? part / whole : 0.0; }
+/// Where the time went: whole per cents of the wall clock that add up to 100. The threads' work shares
+/// the time of the analysis.
+struct Shares {
+    long reading, kernels, fft, pictures, rest;
+};
+Shares shares(const Analysis& a)
+{
+    const Timings& t = a.timings;
+    const double whole = std::max(t.wall + t.output, 1e-9);
+    const double per_second = t.work > 0 ? 100 * t.wall / (t.work * whole) : 0;
+    const auto percent = [](double x) { return std::lround(x); };
+    Shares s{percent(t.read * per_second), percent(t.kernels * per_second),
+             percent(t.fft * per_second), percent(100 * t.output / whole), 0};
+    s.rest = 100 - s.reading - s.kernels - s.fft - s.pictures;
+    return s;
+}
 
 json timings_json(const Analysis& a)
 {
-    const Timings& t = a.timings;
-    return {{"seconds", t.total},
+    const Shares s = shares(a);
+    return {{"seconds", a.timings.wall + a.timings.output},
             {"samples_per_second", a.samples_per_second()},
-            {"kernel_share", share(t.kernels, t.total)},
-            {"fft_share", share(t.fft, t.total)},
-            {"read_share", share(t.read, t.total)}};
+            {"threads", a.threads},
+            {"reading_percent", s.reading},
+            {"kernels_percent", s.kernels},
+            {"fft_percent", s.fft},
+            {"pictures_percent", s.pictures},
+            {"rest_percent", s.rest}};
 }
 
 /// "floor -90.1 dBFS in 1.5 kHz (-121.9 dBFS/Hz)".
@@ -133,8 +153,9 @@ std::string table(const Analysis& a)
 {
     std::string out;
     const auto print = [&out](const std::string& line) { out += line + '\n'; };
-    print(fmt::format("{} samples, {}; {} frames in {} rows{}", a.samples,
-                      duration_text(a.seconds()), a.frames, a.waterfall.rows,
+    print(fmt::format("{} samples, {}; {} frames{} in {} rows{}", a.samples,
+                      duration_text(a.seconds()), a.frames,
+                      a.part_samples != 0 ? " (the last in part)" : "", a.waterfall.rows,
                       a.interrupted ? "; interrupted" : ""));
     if (a.levels.peak > 0)
         print(fmt::format("samples: mean {:.1f}, largest {:.1f} dBFS, clipped {:.2g} %; {}",
@@ -149,11 +170,12 @@ std::string table(const Analysis& a)
             "  #        frequency         offset     bandwidth  power dBFS  line dBFS  over floor");
     for (std::size_t i = 0; i < a.lines.size(); ++i)
         out += line_row(i + 1, a.lines[i], a.recording.center);
-    const Timings& t = a.timings;
-    print(fmt::format("{:.2f} million samples per second; kernels {:.0f} %, FFTW {:.0f} %, reading "
-                      "{:.0f} % of {:.3f} s",
-                      a.samples_per_second() / 1e6, 100 * share(t.kernels, t.total),
-                      100 * share(t.fft, t.total), 100 * share(t.read, t.total), t.total));
+    const Shares s = shares(a);
+    print(
+        fmt::format("{:.3f} s, {:.1f} MS/s: reading {} %, kernels {} %, FFTW {} %, pictures {} %, "
+                    "rest {} %; threads: {}",
+                    a.timings.wall + a.timings.output, a.samples_per_second() / 1e6, s.reading,
+                    s.kernels, s.fft, s.pictures, s.rest, a.threads));
     return out;
 }
 

@@ -30,7 +30,6 @@ void check_channel(const Settings& s)
     require(!s.channel || std::isfinite(*s.channel), "channel: not a frequency");
     require(s.decimate >= 1 && s.decimate <= 1000,
             fmt::format("decimation by {}: 1 to 1000 can be done", s.decimate));
-    require(s.taps <= 65536, fmt::format("{} filter taps: at most 65536", s.taps));
 }
 
 } // namespace
@@ -39,6 +38,7 @@ void Settings::check() const
 {
     check_fft(fft);
     check_channel(*this);
+    require(threads <= 256, fmt::format("{} threads: at most 256", threads));
     require(overlap >= 0.0 && overlap <= 0.95,
             fmt::format("overlap {}: 0 to 0.95 can be done", overlap));
     require(is_window(window), fmt::format("window \"{}\": there are {}", window, window_names()));

@@ -15,9 +15,9 @@ struct Settings {
     std::size_t rows = 600;        // rows wanted in the waterfall: up to twice as many are kept
     std::optional<double> channel; // Hz from the centre: this channel is mixed to zero and filtered
     unsigned decimate = 1;         // keep every n-th sample of the filtered channel
-    std::size_t taps = 0;          // of the channel filter; 0: chosen from decimate
     double average = 1.0;          // share of the new frame in the waterfall's smoothing over time
     std::size_t smooth = 9;        // taps of the smoothing along the spectrum, odd
+    unsigned threads = 0;          // 0: as many as there are processors, up to 16
     std::size_t lines = 10;        // strongest lines in the report
     std::string reduce = "max";    // of the bins that share a column: max or mean
     bool max_hold = false;         // a row shows its strongest frame, not their mean

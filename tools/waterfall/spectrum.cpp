@@ -123,8 +123,8 @@ double WindowShape::exact(double bins) const
 }
 
 Spectrum::Spectrum(std::size_t fft, std::string_view window, bool real)
-    : real_(real), weights_(real ? fft : 2 * fft), in_(weights_.size()), out_(2 * fft + 2),
-      power_(real ? fft / 2 : fft)
+    : window_(window), real_(real), bins_(real ? fft / 2 : fft), weights_(real ? fft : 2 * fft),
+      in_(weights_.size()), out_(2 * fft + 2)
 {
     const std::vector<double> weights = window_weights(window, fft);
     double squares = 0;
@@ -137,23 +137,49 @@ Spectrum::Spectrum(std::size_t fft, std::string_view window, bool real)
     }
     noise_bins_ = squares * static_cast<double>(fft);
 
-    // Estimated, not measured: the same input gives the same bits in every run.
+    // Estimated, or measured once for the whole system (fftw-wisdom), but not here: the same input
+    // gives the same bits in every run.
+    static const bool wisdom = fftw_import_system_wisdom() != 0;
     const int size = static_cast<int>(fft);
     auto* const in = reinterpret_cast<fftw_complex*>(in_.data());
     auto* const out = reinterpret_cast<fftw_complex*>(out_.data());
-    plan_.reset(real ? fftw_plan_dft_r2c_1d(size, in_.data(), out, FFTW_ESTIMATE)
-                     : fftw_plan_dft_1d(size, in, out, FFTW_FORWARD, FFTW_ESTIMATE));
+    const auto planned = [&](unsigned flags) {
+        return real ? fftw_plan_dft_r2c_1d(size, in_.data(), out, flags)
+                    : fftw_plan_dft_1d(size, in, out, FFTW_FORWARD, flags);
+    };
+    if (wisdom)
+        plan_.reset(planned(FFTW_MEASURE | FFTW_WISDOM_ONLY));
+    if (!plan_)
+        plan_.reset(planned(FFTW_ESTIMATE));
     if (!plan_)
         throw Error("FFTW has no plan for length " + std::to_string(fft));
 }
 
-const Buffer<double>& Spectrum::power(const double* frame, Timings& timings)
+void Spectrum::power(const double* frame, double* power, Timings& timings)
 {
     {
         // Takes any alignment: the frame starts anywhere in the stream.
         const Timed timed(timings.kernels);
         mult_f64(in_.data(), frame, weights_.data(), weights_.size());
     }
+    transform(power, timings);
+}
+
+void Spectrum::power_of_part(const double* frame, std::size_t samples, double* power,
+                             Timings& timings)
+{
+    constexpr std::size_t fewest = 16; // a shorter window would be next to nothing
+    const std::vector<double> weights =
+        window_weights(samples < fewest ? "rect" : window_, samples);
+    const std::size_t parts = real_ ? 1 : 2;
+    std::fill(in_.begin(), in_.end(), 0.0);
+    for (std::size_t i = 0; i < samples * parts; ++i)
+        in_[i] = frame[i] * weights[i / parts] * (real_ ? 2 : 1);
+    transform(power, timings);
+}
+
+void Spectrum::transform(double* power, Timings& timings)
+{
     {
         const Timed timed(timings.fft);
         fftw_execute(plan_.get());
@@ -161,14 +187,13 @@ const Buffer<double>& Spectrum::power(const double* frame, Timings& timings)
     // Double precision: the vector variants of fft_abs_f32 do not keep every bin. The length is a
     // multiple of 8, as every level of fft_abs_f64 needs.
     const Timed timed(timings.kernels);
-    fft_abs_f64(out_.data(), power_.size(), power_.data());
+    fft_abs_f64(out_.data(), bins_, power);
     if (real_) {
         // A real transform is in order already: the kernel's exchange is undone.
-        double* const middle = power_.data() + power_.size() / 2;
-        std::swap_ranges(power_.data(), middle, middle);
-        power_[0] /= 4; // the zero frequency has no other half
+        double* const middle = power + bins_ / 2;
+        std::swap_ranges(power, middle, middle);
+        power[0] /= 4; // the zero frequency has no other half
     }
-    return power_;
 }
 
 } // namespace waterfall

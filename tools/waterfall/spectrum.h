@@ -48,24 +48,29 @@ class Spectrum {
 public:
     Spectrum(std::size_t fft, std::string_view window, bool real);
 
-    [[nodiscard]] std::size_t bins() const { return power_.size(); }
+    [[nodiscard]] std::size_t bins() const { return bins_; }
     /// Noise bandwidth of a bin, in bins.
     [[nodiscard]] double noise_bins() const { return noise_bins_; }
 
-    /// frame: fft samples, interleaved where complex; any alignment. The result lasts until the
-    /// next call.
-    const Buffer<double>& power(const double* frame, Timings& timings);
+    /// frame: fft samples, interleaved where complex; any alignment. power: bins(), on a 64-byte
+    /// boundary.
+    void power(const double* frame, double* power, Timings& timings);
+    /// Of fewer samples than a frame has: with a window of their own, then zeros.
+    void power_of_part(const double* frame, std::size_t samples, double* power, Timings& timings);
 
 private:
     struct Destroy {
         void operator()(fftw_plan plan) const { fftw_destroy_plan(plan); }
     };
 
+    void transform(double* power, Timings& timings);
+
+    std::string window_;
     bool real_;
+    std::size_t bins_;
     double noise_bins_ = 1;
     Buffer<double> weights_;  // one per part: doubled where complex
     Buffer<double> in_, out_; // FFTW's
-    Buffer<double> power_;
     std::unique_ptr<std::remove_pointer_t<fftw_plan>, Destroy> plan_;
 };
 

@@ -12,6 +12,20 @@ namespace {
 
 constexpr Colour grid_colour{0xDD, 0xDD, 0xDD};
 
+constexpr Colour slope_colour{0xEE, 0xEE, 0xEE};
+
+/// Where a channel's filter takes away: nothing there is at its level.
+void draw_slopes(Canvas& canvas, const SpectrumLayout& layout, const Analysis& a)
+{
+    const Plot& plot = layout.plot;
+    const int low = plot.x(layout.frequency, a.low_hz() + a.slope_hz);
+    const int high = plot.x(layout.frequency, a.high_hz() - a.slope_hz);
+    if (a.slope_hz == 0)
+        return;
+    canvas.fill(plot.left, plot.top, low - plot.left, plot.height, slope_colour);
+    canvas.fill(high, plot.top, plot.left + plot.width - high, plot.height, slope_colour);
+}
+
 void draw_grid(Canvas& canvas, const SpectrumLayout& layout)
 {
     const Plot& plot = layout.plot;
@@ -114,6 +128,7 @@ std::vector<unsigned char> spectrum_png(const Analysis& analysis)
     const SpectrumLayout layout(analysis);
     Canvas canvas(layout.width, layout.height, paper);
     draw_title(canvas, layout.plot, analysis);
+    draw_slopes(canvas, layout, analysis);
     draw_grid(canvas, layout);
     draw_curve(canvas, layout, analysis.peak_db, peak_colour);
     draw_curve(canvas, layout, analysis.mean_db, mean_colour);

@@ -6,12 +6,22 @@
 
 namespace waterfall {
 
-/// Seconds of wall clock.
+/// Seconds: wall is that of the clock, the others are summed over the threads.
 struct Timings {
-    double total = 0;   // the whole of analyse()
+    double wall = 0;    // the whole of analyse()
+    double output = 0;  // wall, too: pictures and files
+    double work = 0;    // of all threads, waiting left out; what follows is part of it
     double kernels = 0; // in this library's kernels
     double fft = 0;     // in FFTW
     double read = 0;    // in Source::read()
+
+    void add(const Timings& other)
+    {
+        work += other.work;
+        kernels += other.kernels;
+        fft += other.fft;
+        read += other.read;
+    }
 };
 
 /// Adds its own lifetime to a sum of seconds.

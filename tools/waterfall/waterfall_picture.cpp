@@ -10,8 +10,14 @@ namespace waterfall {
 namespace {
 
 /// Several columns share a pixel: the strongest is shown, or a thin line would come and go.
-void draw_rows(Canvas& canvas, const Plot& plot, const Waterfall& rows)
+void draw_rows(Canvas& canvas, const Plot& plot, const Waterfall& rows, double slope)
 {
+    const auto veiled = [](Colour c) { // the slope of a channel's filter
+        const auto mixed = [](std::uint8_t x) {
+            return static_cast<std::uint8_t>((x + 3 * 160) / 4);
+        };
+        return Colour{mixed(c.r), mixed(c.g), mixed(c.b)};
+    };
     const auto width = static_cast<std::size_t>(plot.width);
     const int row_height = plot.height / static_cast<int>(rows.rows);
     for (std::size_t r = 0; r < rows.rows; ++r) {
@@ -21,7 +27,10 @@ void draw_rows(Canvas& canvas, const Plot& plot, const Waterfall& rows)
             const std::size_t first = x * rows.columns / width;
             const std::size_t last = std::max(first + 1, (x + 1) * rows.columns / width);
             const std::uint8_t code = *std::max_element(codes + first, codes + last);
-            canvas.fill(plot.left + static_cast<int>(x), top, 1, row_height, colour_map()[code]);
+            const double at = (static_cast<double>(x) + 0.5) / static_cast<double>(width);
+            const bool flat = at >= slope && at <= 1 - slope;
+            canvas.fill(plot.left + static_cast<int>(x), top, 1, row_height,
+                        flat ? colour_map()[code] : veiled(colour_map()[code]));
         }
     }
 }
@@ -50,7 +59,8 @@ std::vector<unsigned char> waterfall_png(const Analysis& analysis)
     const WaterfallLayout layout(analysis);
     Canvas canvas(layout.width, layout.height, paper);
     draw_title(canvas, layout.plot, analysis);
-    draw_rows(canvas, layout.plot, analysis.waterfall);
+    draw_rows(canvas, layout.plot, analysis.waterfall,
+              analysis.slope_hz / (analysis.high_hz() - analysis.low_hz()));
     draw_annotations(canvas, layout.plot, layout.frequency, layout.time,
                      analysis.recording.annotations);
     draw_frame(canvas, layout.plot);
