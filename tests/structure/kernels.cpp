@@ -368,7 +368,6 @@ void mix(const Setting& s, Plan& p)
 
 void fft_abs(const Setting& s, Plan& p, unsigned size)
 {
-    p.may_repeat(0);
     const std::size_t half = s.n / 2;
     const unsigned step = s.level == Level::base ? 1 : s.block() / size;
     const Reach reach = step == 1 ? Reach::single : by(s.aligned(0) && s.aligned(1));
@@ -443,8 +442,6 @@ void vfilter2(const Setting& s, Plan& p)
         p.load(0, 4 * i, 4);
         p.load(1, 4 * i, 4);
     };
-    p.may_repeat(0);
-    p.may_repeat(1);
     std::size_t i = 0;
     if (s.level != Level::base && s.n > 7)
         for (const unsigned lanes = s.level == Level::avx2 && s.n > 15 ? 8 : 4; s.n - i >= lanes;
@@ -759,27 +756,28 @@ namespace {
 /// To be pinned in the kernels next.
 const std::set<std::string>& pending()
 {
-    static const std::set<std::string> list = {"unpack_cmb_s16_f64.sse2_accesses",
-                                               "min_u8.avx2_accesses",
-                                               "max_u8.avx2_accesses",
-                                               "min_s16.avx2_accesses",
-                                               "max_s16.avx2_accesses",
-                                               "minmax_s16.avx2_accesses",
-                                               "avg_lvl_f32.avx_accesses",
-                                               "avg_lvl_f32.avx2_accesses",
-                                               "avg_lvl_f64.avx2_accesses",
-                                               "avg_abs_s16.avx2_accesses",
-                                               "mix_f64.avx_accesses",
-                                               "fft_abs_f32.avx_accesses",
-                                               "fft_abs_f64.avx_accesses",
-                                               "iir1_f32.sse_enters_only_what_is_stated",
-                                               "iir1_f32.avx_enters_only_what_is_stated",
-                                               "iir1_f64.sse2_enters_only_what_is_stated",
-                                               "iir1_f64.avx_enters_only_what_is_stated",
-                                               "swap_words_u32.ssse3_one_byte_shuffle",
-                                               "swap_words_u32.avx2_one_byte_shuffle",
-                                               "unpack_u8_f32.avx2_accesses",
-                                               "unpack_alt_s16_f64.sse2_interleaving"};
+    static const std::set<std::string> list = {
+        "min_u8.avx2_accesses",
+        "max_u8.avx2_accesses",
+        "min_s16.avx2_accesses",
+        "max_s16.avx2_accesses",
+        "minmax_s16.avx2_accesses",
+        "avg_lvl_f32.avx_accesses",
+        "avg_lvl_f32.avx2_accesses",
+        "avg_lvl_f64.avx2_accesses",
+        "avg_abs_s16.avx2_accesses",
+        "mix_f64.avx_accesses",
+        "fft_abs_f32.avx_accesses",
+        "fft_abs_f64.avx_accesses",
+        "iir1_f32.sse_enters_only_what_is_stated",
+        "iir1_f32.avx_enters_only_what_is_stated",
+        "iir1_f64.sse2_enters_only_what_is_stated",
+        "iir1_f64.avx_enters_only_what_is_stated",
+        "swap_words_u32.ssse3_one_byte_shuffle",
+        "swap_words_u32.avx2_one_byte_shuffle",
+        "unpack_u8_f32.avx2_accesses",
+        "unpack_alt_s16_f64.sse2_interleaving",
+    };
     return list;
 }
 
@@ -907,8 +905,8 @@ std::string Plan::difference(const rig::Trace& trace, const std::string& name,
         }
         while (at < list.size() && done[at] != 0)
             ++at;
-        // A single element may be loaded once more.
-        if (!good && !t.store && (t.reach == Reach::single || repeats_.contains(array)))
+        // A compiler may load an element, or a block, once more.
+        if (!good && !t.store && t.reach != Reach::streaming)
             for (std::size_t j = std::min(at + 8, list.size()); j > 0 && j + 4 > at; --j)
                 good = good || (done[j - 1] != 0 && fits(list[j - 1]));
         if (good)

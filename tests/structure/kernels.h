@@ -64,8 +64,6 @@ public:
     }
     /// The accesses up to the next step may come in any order.
     void step() { ++step_; }
-    /// A compiler short of registers may load a block of this array once more.
-    void may_repeat(int array) { repeats_[array] = true; }
     /// Loads, and stores if told, of this array are another check's concern.
     void free(int array, bool stores_too = true)
     {
@@ -81,7 +79,7 @@ public:
 private:
     int step_ = 0;
     std::map<int, std::vector<Want>> loads_, stores_;
-    std::map<int, bool> free_, free_stores_, repeats_;
+    std::map<int, bool> free_, free_stores_;
 };
 
 struct Kernel {
