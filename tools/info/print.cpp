@@ -49,8 +49,11 @@ std::string processor_line(const Cpu& cpu)
 std::string titles(const std::vector<Level>& levels)
 {
     std::string text;
-    for (const Level level : levels)
-        text += (text.empty() ? "" : " ") + std::string(title(level));
+    for (const Level level : levels) {
+        if (!text.empty())
+            text += ' ';
+        text += title(level);
+    }
     return text;
 }
 
