@@ -100,7 +100,7 @@ TEST(WaterfallChain, EveryFormatShowsItsCodes)
     add_tone(s, 0.4, 123e3, rate);
     add_tone(s, 0.2, -301e3, rate);
     add_noise(s, 1e-3);
-    for (const Format format : {cu8, cs8, cs16, cf32, cf64, s16, f32, f64}) {
+    for (const Format format : {cu8, cs8, cs16, cf32, cf64, u8, s8, s16, f32, f64}) {
         Signal values = s;
         for (Complex& x : values)
             x = {coded(format, x.real()).value, coded(format, x.imag()).value};

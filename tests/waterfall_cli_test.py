@@ -50,6 +50,35 @@ class Inputs(Case):
         for name in ("a", "a.sigmf-data", "a.sigmf-meta"):
             self.check(self.figures(name), 868e6)
 
+    def test_part_is_the_cut_file(self):
+        """Pictures and figures of a part are byte for byte those of the file cut beforehand."""
+        rate, start, length = 1e6, 12345, 30000
+        data = cs16(tone(self.hertz, rate, 60000))
+        (self.path / "whole").mkdir()
+        (self.path / "cut").mkdir()
+        self.write("whole/a.cs16", data)
+        self.write("cut/a.cs16", data[4 * start:4 * (start + length)])
+        times = ["--start", "0.012345", "--duration", "30ms"]
+        for more in (times, ["--start", "12345S", "--duration", "0:0.03"]):
+            for name, arguments in (("whole", more), ("cut", [])):
+                self.succeeds(f"{name}/a.cs16", "--rate", "1M", *arguments, "--waterfall",
+                              f"{name}/w.png", "--spectrum", f"{name}/s.png", "--json",
+                              f"{name}/f.json")
+            for name in ("w.png", "s.png", "f.json"):
+                self.assertEqual((self.path / "whole" / name).read_bytes(),
+                                 (self.path / "cut" / name).read_bytes(), name)
+        piped = self.figures("-", "--format", "cs16", "--rate", "1M", *times, input=data)
+        self.assertEqual(piped["lines"], json.loads((self.path / "cut/f.json").read_text())["lines"])
+
+    def test_equal_runs_are_equal(self):
+        one, other = (self.succeeds("--json", "-", "--no-pictures", "--quiet").stdout for _ in "ab")
+        self.assertEqual(one, other)
+        self.assertNotIn("throughput", json.loads(one))
+        self.assertIn("throughput", self.figures("--timings"))
+        lines = self.succeeds("--json-lines", "-", "--no-pictures", "--quiet").stdout
+        self.assertEqual(lines.count(b"\n"), 1)
+        self.assertEqual(json.loads(lines), json.loads(one))
+
     def test_wav(self):
         with wave.open(str(self.path / "a.wav"), "wb") as file:
             file.setnchannels(2)

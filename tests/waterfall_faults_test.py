@@ -19,15 +19,11 @@ from waterfall_runs import Case, cs16, program, read_png, tone
 
 class BadInputs(Case):
     def test_raw(self):
-        self.write("odd.cs16", bytes(4001))
         self.write("empty.cu8", b"")
-        self.write("nan.cf32", array.array("f", [0.1] * 4000 + [math.nan] * 2).tobytes())
         self.write("notes.txt", b"this is no recording\n" * 1000)
         (self.path / "folder.cu8").mkdir()
         cases = {
-            "odd.cs16": "4001 bytes are not whole cs16 samples",
             "empty.cu8": "is empty",
-            "nan.cf32": "sample 2000 is not a finite number",
             "notes.txt": "unknown format",
             "folder.cu8": "is a folder",
             "none.cu8": "No such file",
@@ -36,6 +32,29 @@ class BadInputs(Case):
         for name, words in cases.items():
             with self.subTest(name):
                 self.fails([f": {name}: ", words], name)
+
+    def warns(self, words, *arguments, **more):
+        """One line, and the figures all the same; with --strict the line is an error."""
+        result = self.succeeds(*arguments, "--quiet", "--no-pictures", "--json", "-", **more)
+        said = result.stderr.decode()
+        self.assertEqual(len(said.splitlines()), 1, said)
+        self.assertTrue(said.startswith("simd-waterfall: warning: "), said)
+        figures = json.loads(result.stdout)
+        self.assertEqual(figures["recording"]["warnings"], [said.strip().split("warning: ")[1]])
+        self.fails(words, *arguments, "--strict", "--no-pictures", **more)
+        for word in [words] if isinstance(words, str) else words:
+            self.assertIn(word, said)
+        return figures
+
+    def test_what_is_there_is_shown(self):
+        self.write("odd.cs16", cs16(tone(1000, 1e4, 3000)) + b"x")
+        self.write("nan.cf32", array.array("f", [0.1] * 5000 + [math.nan] * 2).tobytes())
+        self.write("short.cf32", array.array("f", [0.1] * 5000).tobytes())
+        self.assertEqual(self.warns("12001 bytes are not whole cs16 samples",
+                                    "odd.cs16")["recording"]["samples"], 3000)
+        self.warns("sample 2500 is not a finite number", "nan.cf32")
+        self.warns("ends within a sample", "-", "--format", "cs16", input=bytes(100003))
+        self.warns("--duration", "short.cf32", "--duration", "9000S")
 
     def test_unreadable(self):
         with open("/proc/self/mem", "rb") as memory:  # its first page is nobody's
@@ -47,10 +66,9 @@ class BadInputs(Case):
             self.fails(["a.cu8", "cannot be opened: Permission denied"], "a.cu8")
 
     def test_standard_input(self):
-        self.fails(["standard input", "--format"], "-", input=b"")
+        self.fails(["standard input", "empty"], "-", input=b"")
+        self.fails(["standard input", "--format"], "-", input=b"some text")
         self.fails(["standard input", "empty"], "-", "--format", "cu8", input=b"")
-        self.fails(["standard input", "ends within a sample"], "-", "--format", "cs16",
-                   input=bytes(100003))
 
     def test_sigmf(self):
         self.write("a.sigmf-data", bytes(40000))
@@ -64,20 +82,28 @@ class BadInputs(Case):
         cases = [
             (b"{", "is not JSON"),
             ({"global": dict(good, **{"core:datatype": "ci12_le"})}, "ci12_le"),
-            ({"global": dict(good, **{"core:num_channels": 2})}, "core:num_channels"),
+            ({"global": dict(good, **{"core:num_channels": 1e9})}, "core:num_channels"),
+            ({"global": dict(good, **{"core:sample_rate": 1e300})}, "too far out"),
+        ]
+        wrong = [
             ({"global": dict(good, **{"core:sample_rate": 0})}, "not a positive number"),
             ({"global": good, "captures": [{"core:sample_start": 10000}]}, "captures[0]"),
             ({"global": good, "annotations": [{"core:sample_start": 9000,
                                                "core:sample_count": 1001}]}, "annotations[0]"),
+            ({"global": good, "annotations": [{"core:sample_start": 9, "core:label": 5}]}, "core:label"),
         ]
         for text, words in cases:
             with self.subTest(words):
                 meta(text)
-                self.fails(["a.sigmf-meta", words], "a.sigmf-data")
+                self.fails(["a.sigmf-", words], "a.sigmf-data")
+        for text, words in wrong:
+            with self.subTest(words):
+                meta(text)
+                self.warns(["a.sigmf-meta", words], "a.sigmf-data")
         meta({"global": good})
         with open(self.path / "a.sigmf-data", "ab") as file:
             file.write(b"x")
-        self.fails(["a.sigmf-data", "40001 bytes"], "a.sigmf-meta")
+        self.warns(["a.sigmf-data", "40001 bytes"], "a.sigmf-meta")
 
     def test_wav(self):
         with wave.open(str(self.path / "a.wav"), "wb") as file:
@@ -87,7 +113,7 @@ class BadInputs(Case):
             file.writeframes(bytes(40000))
         with open(self.path / "a.wav", "r+b") as file:
             file.truncate(30000)
-        self.fails(["a.wav", "truncated"], "a.wav")
+        self.warns(["a.wav", "truncated"], "a.wav")
 
     def test_options(self):
         self.write("a.cu8", bytes(10000))

@@ -76,7 +76,12 @@ inline std::unique_ptr<Source> open(const std::string& input,
                                     std::optional<double> rate = {},
                                     std::optional<double> center = {})
 {
-    return open_source({input, std::move(format), rate, center, nullptr});
+    Request request;
+    request.input = input;
+    request.format = std::move(format);
+    request.rate = rate;
+    request.center = center;
+    return open_source(request);
 }
 
 // Everything, in blocks of `most`.
@@ -99,16 +104,48 @@ inline Bytes read_all(Source& source, std::size_t most)
 }
 
 // The message of the Error that opening and reading ends with.
-inline std::string failure(const std::string& input, std::optional<std::string> format = {},
-                           std::optional<double> rate = {}, std::optional<double> center = {})
+inline std::string failure(const Request& request)
 {
     try {
-        const auto source = open(input, std::move(format), rate, center);
-        read_all(*source, 1000);
+        read_all(*open_source(request), 1000);
     } catch (const Error& error) {
         return error.what();
     }
     return "no error";
+}
+
+inline std::string failure(const std::string& input, std::optional<std::string> format = {},
+                           std::optional<double> rate = {}, std::optional<double> center = {})
+{
+    Request request;
+    request.input = input;
+    request.format = std::move(format);
+    request.rate = rate;
+    request.center = center;
+    return failure(request);
+}
+
+// What is said of an input that is shown all the same, and that --strict makes the same words an error.
+inline std::string warning(Request request)
+{
+    request.strict = false;
+    const auto source = open_source(request);
+    read_all(*source, 1000);
+    const std::vector<std::string> lines = source->recording().warnings->lines();
+    if (lines.empty())
+        return "no warning";
+    request.strict = true;
+    const std::string strict = failure(request);
+    EXPECT_EQ(strict.substr(0, strict.find(';')), lines.at(0).substr(0, lines.at(0).find(';')));
+    return lines.at(0);
+}
+
+inline std::string warning(const std::string& input, std::optional<std::string> format = {})
+{
+    Request request;
+    request.input = input;
+    request.format = std::move(format);
+    return warning(request);
 }
 
 inline bool contains(const std::string& text, const std::string& part)
@@ -125,6 +162,7 @@ inline bool contains(const std::string& text, const std::string& part)
     } while (false)
 
 inline constexpr std::array formats{Format::cu8,  Format::cs8, Format::cs16, Format::cf32,
-                                    Format::cf64, Format::s16, Format::f32,  Format::f64};
+                                    Format::cf64, Format::u8,  Format::s8,   Format::s16,
+                                    Format::f32,  Format::f64};
 
 } // namespace waterfall

@@ -14,6 +14,7 @@ Analysis made_up()
     a.recording.name = "made up";
     a.recording.kind = "raw";
     a.recording.format = Format::cs16;
+    a.recording.coding = "cs16";
     a.recording.rate = 2e6;
     a.recording.center = 1090e6;
     a.samples = 1000000;
@@ -38,7 +39,9 @@ Analysis made_up()
 
 TEST(WaterfallReport, JsonHoldsTheFigures)
 {
-    const nlohmann::json j = to_json(made_up());
+    const nlohmann::json j = to_json(made_up(), true);
+    EXPECT_FALSE(to_json(made_up()).contains("throughput"));
+    EXPECT_FALSE(j["levels_installed"].empty());
     EXPECT_EQ(j["recording"]["name"], "made up");
     EXPECT_EQ(j["recording"]["format"], "cs16");
     EXPECT_EQ(j["recording"]["samples"], 1000000);

@@ -63,11 +63,13 @@ inline Coded coded(waterfall::Format format, double x)
         return std::clamp(std::nearbyint(v), low, high);
     };
     switch (format) {
-    case cu8: {
+    case cu8:
+    case u8: {
         const double code = rounded(x * 127.5 + 127.5, 0, 255);
         return {code, (code - 127.5) / 127.5};
     }
-    case cs8: {
+    case cs8:
+    case s8: {
         const double code = rounded(x * 128, -128, 127);
         return {code, code / 128};
     }
@@ -98,8 +100,10 @@ inline void append_part(std::vector<unsigned char>& bytes, waterfall::Format for
     const double code = coded(format, x).code;
     switch (format) {
     case cu8:
+    case u8:
         return append<std::uint8_t>(bytes, code);
     case cs8:
+    case s8:
         return append<std::int8_t>(bytes, code);
     case cs16:
     case s16:

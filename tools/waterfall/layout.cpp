@@ -101,7 +101,7 @@ void draw_title(Canvas& canvas, const Plot& plot, const Analysis& a)
     const Settings& s = a.settings;
     canvas.text(plot.left, 26, to_ascii(a.recording.name), {ink, title_size});
     std::string what =
-        fmt::format("{}, {}, {}; transforms of {} ({}), {} in {}", name(a.recording.format),
+        fmt::format("{}, {}, {}; transforms of {} ({}), {} in {}", a.recording.coding,
                     with_unit(a.recording.rate, "S/s"), duration_text(a.seconds()), s.fft, s.window,
                     plural(a.frames, "frame"), plural(a.waterfall.rows, "row"));
     if (a.waterfall.bins_per_column > 1)

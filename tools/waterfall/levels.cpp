@@ -92,7 +92,9 @@ void measure_levels(Format format, const void* block, std::size_t samples, Level
     Scale scale = scale_of(format);
     switch (format) {
     case Format::cs8: // unsigned since prepare()
+    case Format::s8:
     case Format::cu8:
+    case Format::u8:
         measure<std::uint8_t>(block, n, scale, levels, timings);
         break;
     case Format::cs16:

@@ -20,6 +20,7 @@
 #include <string>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 using namespace waterfall;
@@ -64,12 +65,16 @@ void finish_stdout()
 
 void describe(std::FILE* out, const Recording& r)
 {
-    fmt::print(out, "{}: {}, {}, {}, centre {}", r.name, r.kind, name(r.format),
-               with_unit(r.rate, "S/s"), with_unit(r.center, "Hz"));
+    fmt::print(out, "{}: {}, {}, {}, centre {}", r.name, r.kind, r.coding, with_unit(r.rate, "S/s"),
+               with_unit(r.center, "Hz"));
     if (r.samples)
         fmt::print(out, ", {} samples ({})", *r.samples,
                    duration_text(static_cast<double>(*r.samples) / r.rate));
     fmt::print(out, "\n");
+    if (!r.part.empty())
+        fmt::print(out, "  {}\n", r.part);
+    if (r.time)
+        fmt::print(out, "  begins at {} {} UTC\n", date_text(*r.time), clock_text(*r.time, 3));
     for (const std::string& line : r.assumed)
         fmt::print(out, "  assumed: {}\n", line);
     finish_stdout();
@@ -94,11 +99,14 @@ void write_outputs(const Options& o, const Analysis& analysis)
         write(o.waterfall, bytes_of(waterfall_png(analysis)));
     if (!o.spectrum.empty())
         write(o.spectrum, bytes_of(spectrum_png(analysis)));
-    if (!o.json.empty()) {
+    for (const auto& [path, indent] : {std::pair(o.json, 2), std::pair(o.json_lines, -1)}) {
+        if (path.empty())
+            continue;
         // a file's name need not be UTF-8
         const std::string text =
-            to_json(analysis).dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
-        write(o.json, bytes_of(text));
+            to_json(analysis, o.timings)
+                .dump(indent, ' ', false, nlohmann::json::error_handler_t::replace);
+        write(path, bytes_of(text + "\n"));
     }
     for (Output& file : files)
         file.commit();
@@ -106,7 +114,8 @@ void write_outputs(const Options& o, const Analysis& analysis)
 
 bool to_standard_output(const Options& o)
 {
-    return o.waterfall == "-" || o.spectrum == "-" || o.json == "-";
+    const std::vector<std::string> files = o.outputs();
+    return std::find(files.begin(), files.end(), "-") != files.end();
 }
 
 // What cannot be written is said before a long recording is read.
@@ -149,6 +158,8 @@ int run(const Options& o)
         return analyse(
             *source, o.settings, [&](std::uint64_t n) { progress.at(n); }, stop);
     }();
+    for (const std::string& line : source->recording().warnings->lines())
+        complain("warning: " + line);
     {
         const Timed timed(analysis.timings.output);
         write_outputs(o, analysis);

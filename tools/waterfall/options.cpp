@@ -28,9 +28,10 @@ Numbers may end in k, M or G, and in Ki or Mi: 2.4M is 2400000, 4Ki is 4096.
 Levels are dB of full scale (dBFS): a carrier that just fits is at 0 dB.
 
 Formats of raw samples (I and Q interleaved, little-endian):
-  cu8   8-bit unsigned       cs8   8-bit signed      cs16  16-bit signed
-  cf32  32-bit float         cf64  64-bit float
-  s16, f32, f64  the same for one real channel
+  cu8 cs8 cu16 cs16 cs24 cu32 cs32   unsigned and signed integers
+  cf32 cf64                          floating point
+  without c one real channel, with be at the end the other byte order: s16be;
+  SigMF's names (ci16_le) and file extensions such as sc16 and cfile as well
 
 Examples:
   simd-waterfall                                   the generated band
@@ -45,17 +46,30 @@ at once. Exit status: 0, 1 for an input or output that failed, 2 for options
 that cannot be, 130 after Ctrl-C.
 )";
 
+template <typename T>
+struct ValueOf {
+    using Type = T;
+};
+template <typename T>
+struct ValueOf<std::optional<T>> {
+    using Type = T;
+};
+template <typename T>
+using Value = typename ValueOf<T>::Type;
+template <typename T>
+constexpr bool is_count = std::is_integral_v<Value<T>>;
+
 // An option that takes a number, with a suffix or without; what is counted takes no other.
 template <typename Target>
 CLI::Option* add_number(CLI::App& app, const std::string& name, Target& target,
                         const std::string& text)
 {
     const auto set = [&target, name](const std::string& value) {
-        if constexpr (std::is_integral_v<Target>) {
+        if constexpr (is_count<Target>) {
             const std::optional<std::uint64_t> count = parse_count(value);
-            if (!count || *count > std::numeric_limits<Target>::max())
+            if (!count || *count > std::numeric_limits<Value<Target>>::max())
                 throw Error(fmt::format("{}: '{}' is not a count", name, value));
-            target = static_cast<Target>(*count);
+            target = static_cast<Value<Target>>(*count);
         } else {
             const std::optional<double> number = parse_number(value);
             if (!number)
@@ -66,18 +80,39 @@ CLI::Option* add_number(CLI::App& app, const std::string& name, Target& target,
     return app.add_option_function<std::string>(name, set, text);
 }
 
+void add_span(CLI::App& app, const std::string& name, std::optional<Span>& target,
+              const std::string& text)
+{
+    const auto set = [&target, name](const std::string& value) {
+        target = parse_span(value);
+        if (!target)
+            throw Error(fmt::format("{}: '{}' is no time such as 90, 12m, 1:02:03.5 or 4000S", name,
+                                    value));
+    };
+    app.add_option_function<std::string>(name, set, text)->option_text("TIME")->group("Input");
+}
+
 void add_input(CLI::App& app, Options& o)
 {
     const char* group = "Input";
     app.add_option("INPUT", o.request.input,
-                   "SigMF (NAME.sigmf-meta, NAME.sigmf-data or NAME),\n"
-                   "WAV and other sound files (two channels: I and Q),\n"
-                   "raw samples (NAME.cu8 .cs8 .cs16 .cf32 .cf64), or -\n"
-                   "for standard input")
+                   "SigMF (NAME.sigmf-meta, NAME.sigmf-data, NAME, or an\n"
+                   "archive: NAME.sigmf, .tar.gz, ...), WAV and other\n"
+                   "sound (two channels: I and Q), raw samples (NAME.cu8\n"
+                   ".cs16 .cfile ..., also .gz .xz .zst), - for standard input")
         ->option_text(" ")
         ->group(group);
     app.add_option("--format", o.request.format, "of raw samples; default: the file's extension")
         ->option_text("NAME")
+        ->group(group);
+    add_span(app, "--start", o.request.start, "where to begin: 90, 12m, 1:02:03.5; 4000S: samples");
+    add_span(app, "--duration", o.request.duration, "how much to show, in the same units");
+    add_number(app, "--input-channel", o.request.channel, "of several, from 1; default 1")
+        ->option_text("N")
+        ->group(group);
+    app.add_flag(
+           "--strict", o.request.strict,
+           "what is missing or wrong in INPUT is an error;\ndefault: said, and the rest is shown")
         ->group(group);
     add_number(app, "--rate", o.request.rate, "samples per second; default: what INPUT says, or 1")
         ->option_text("S/s")
@@ -151,6 +186,11 @@ void add_output(CLI::App& app, Options& o, Pictures& pictures)
     app.add_option("--json", o.json, "all figures; - writes them to standard output")
         ->option_text("FILE")
         ->group(group);
+    app.add_option("--json-lines", o.json_lines, "the same in one line")
+        ->option_text("FILE")
+        ->group(group);
+    app.add_flag("--timings", o.timings, "among the figures, which equal runs share without them")
+        ->group(group);
     app.add_flag("--quiet", o.quiet, "print nothing but errors")->group(group);
 }
 
@@ -197,7 +237,7 @@ void check_names(const Options& o)
 
 std::vector<std::string> Options::outputs() const
 {
-    std::vector<std::string> files = {waterfall, spectrum, json};
+    std::vector<std::string> files = {waterfall, spectrum, json, json_lines};
     std::erase(files, "");
     return files;
 }

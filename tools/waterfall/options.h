@@ -14,7 +14,8 @@ namespace waterfall {
 struct Options {
     Request request;
     Settings settings;
-    std::string waterfall, spectrum, json; ///< files; "-": standard output, empty: none
+    std::string waterfall, spectrum, json, json_lines; ///< files; "-": standard output, empty: none
+    bool timings = false;                              ///< among the figures
     bool quiet = false;
 
     /// Of all outputs, those that are wanted.

@@ -3,9 +3,14 @@
 #include "waterfall/axes.h"
 #include "waterfall/units.h"
 
+#include <array>
 #include <cmath>
+#include <cpuid.h>
 #include <fmt/format.h>
 #include <iterator>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace waterfall {
 
@@ -21,12 +26,15 @@ json recording_json(const Analysis& a)
     const Recording& r = a.recording;
     return {{"name", r.name},
             {"kind", r.kind},
-            {"format", name(r.format)},
+            {"format", r.coding},
             {"rate_hz", r.rate},
             {"center_hz", r.center},
+            {"time", r.time ? json(date_text(*r.time) + "T" + clock_text(*r.time, 9) + "Z")
+                            : json(nullptr)},
             {"samples", a.samples},
             {"seconds", a.seconds()},
             {"assumed", r.assumed},
+            {"warnings", r.warnings->lines()},
             {"annotations", r.annotations.size()},
             {"interrupted", a.interrupted}};
 }
@@ -66,7 +74,7 @@ json levels_json(const Analysis& a)
                 {"peak_dbfs", l.peak > 0 ? json(rounded(20 * std::log10(l.peak))) : json(nullptr)},
                 {"clipped", l.clipped},
                 {"clipped_share", l.clipped_share()}};
-    if (bytes_per_sample(a.recording.format) == (is_complex(a.recording.format) ? 4 : 2))
+    if (a.recording.format == Format::cs16 || a.recording.format == Format::s16)
         out["mean_magnitude"] = l.mean_abs;
     return out;
 }
@@ -122,6 +130,29 @@ std::string floor_text(const Analysis& a)
                        frequency_text(a.noise_hz, 4), a.floor_db - 10 * std::log10(a.noise_hz));
 }
 
+// As the library chooses them: leaf 7 with what leaf 0 left in ECX, or without it leaf 1's EBX.
+std::vector<std::string> levels_installed()
+{
+    std::array<unsigned, 4> zero{}, one{}, seven{}; // EAX, EBX, ECX, EDX
+    __cpuid(0, zero[0], zero[1], zero[2], zero[3]);
+    __cpuid(1, one[0], one[1], one[2], one[3]);
+    if (zero[0] >= 7)
+        __cpuid_count(7, zero[2], seven[0], seven[1], seven[2], seven[3]);
+    const std::pair<const char*, bool> levels[] = {
+        {"sse", (one[3] & bit_SSE) != 0},
+        {"sse2", (one[3] & bit_SSE2) != 0},
+        {"sse3", (one[2] & bit_SSE3) != 0},
+        {"ssse3", (one[2] & bit_SSSE3) != 0},
+        {"sse41", (one[2] & bit_SSE4_1) != 0},
+        {"avx", (one[2] & bit_AVX) != 0},
+        {"avx2", ((zero[0] >= 7 ? seven[1] : one[1]) & bit_AVX2) != 0}};
+    std::vector<std::string> names;
+    for (const auto& [name, installed] : levels)
+        if (installed)
+            names.emplace_back(name);
+    return names;
+}
+
 std::string line_row(std::size_t number, const Line& line, double center)
 {
     const std::string above =
@@ -134,19 +165,23 @@ std::string line_row(std::size_t number, const Line& line, double center)
 
 } // namespace
 
-json to_json(const Analysis& a)
+json to_json(const Analysis& a, bool with_timings)
 {
     json lines = json::array();
     for (const Line& line : a.lines)
         lines.push_back(line_json(line, a.recording.center));
-    return {{"recording", recording_json(a)},
-            {"settings", settings_json(a)},
-            {"floor",
-             {{"level_dbfs", rounded(a.floor_db)},
-              {"density_dbfs_per_hz", rounded(a.floor_db - 10 * std::log10(a.noise_hz))}}},
-            {"levels", levels_json(a)},
-            {"lines", lines},
-            {"throughput", timings_json(a)}};
+    json out = {{"version", LIBSIMD_VERSION},
+                {"levels_installed", levels_installed()},
+                {"recording", recording_json(a)},
+                {"settings", settings_json(a)},
+                {"floor",
+                 {{"level_dbfs", rounded(a.floor_db)},
+                  {"density_dbfs_per_hz", rounded(a.floor_db - 10 * std::log10(a.noise_hz))}}},
+                {"levels", levels_json(a)},
+                {"lines", lines}};
+    if (with_timings)
+        out["throughput"] = timings_json(a);
+    return out;
 }
 
 std::string table(const Analysis& a)

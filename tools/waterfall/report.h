@@ -9,7 +9,8 @@
 
 namespace waterfall {
 
-nlohmann::json to_json(const Analysis& analysis);
+/// Equal for equal runs; with timings, which differ, on demand.
+nlohmann::json to_json(const Analysis& analysis, bool with_timings = false);
 
 /// A few lines for the terminal, each ended by a newline.
 std::string table(const Analysis& analysis);

@@ -29,11 +29,16 @@ double symbol(std::uint64_t stream, std::uint64_t number, unsigned which)
     return (hash(stream << 40U ^ number) >> which & 1U) != 0 ? 1.0 : -1.0;
 }
 
-class GeneratedSource : public Source {
+class GeneratedSource : public WholeSource {
 public:
     GeneratedSource();
-    const Recording& recording() const override { return recording_; }
     std::size_t read(void* block, std::size_t most) override;
+    std::uint64_t skip(std::uint64_t samples) override
+    {
+        const std::uint64_t n = std::min(samples, generated::samples - done_);
+        done_ += n;
+        return n;
+    }
 
 private:
     static constexpr std::size_t steps = 65536;
@@ -64,27 +69,29 @@ private:
     std::vector<Complex> circle_;
     std::vector<double> levels_;
     double noise_level_;
-    Recording recording_;
     std::uint64_t done_ = 0;
 };
 
 double amplitude(double level) { return std::pow(10.0, level / 20.0); }
 
-GeneratedSource::GeneratedSource() : noise_level_(amplitude(generated::noise_level))
+GeneratedSource::GeneratedSource()
+    : WholeSource({}), noise_level_(amplitude(generated::noise_level))
 {
+    Recording& r = whole_.recording;
     for (std::size_t i = 0; i != steps; ++i)
         circle_.push_back(std::polar(1.0, 2.0 * std::numbers::pi * static_cast<double>(i) / steps));
-    recording_.input = recording_.name = "generated band";
-    recording_.kind = "generated";
-    recording_.format = Format::cs16;
-    recording_.rate = static_cast<double>(rate);
-    recording_.center = generated::center;
-    recording_.samples = generated::samples;
+    r.input = r.name = "generated band";
+    r.kind = "generated";
+    r.format = Format::cs16;
+    r.coding = "cs16";
+    r.rate = static_cast<double>(rate);
+    r.center = generated::center;
+    r.samples = generated::samples;
     for (const generated::Signal& s : generated::signals) {
         levels_.push_back(amplitude(s.level));
         const double middle = generated::center + static_cast<double>(s.offset);
         const double half = s.width / 2.0 + 15e3; // a box beside the signal, not on it
-        recording_.annotations.push_back({0.5, 0.5, middle - half, middle + half, s.label});
+        r.annotations.push_back({r.rate / 2, r.rate / 2, middle - half, middle + half, s.label});
     }
 }
 
@@ -170,6 +177,6 @@ std::size_t GeneratedSource::read(void* block, std::size_t most)
 
 } // namespace
 
-std::unique_ptr<Source> open_generated() { return std::make_unique<GeneratedSource>(); }
+Opened open_generated() { return std::make_unique<GeneratedSource>(); }
 
 } // namespace waterfall

@@ -1,7 +1,10 @@
 #include "waterfall/units.h"
 
 #include <algorithm>
+#include <cctype>
+#include <chrono>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <fmt/format.h>
 #include <iterator>
@@ -61,6 +64,53 @@ std::string duration_text(double seconds)
     std::string text = hours > 0 ? fmt::format("{:.0f} h ", hours) : "";
     text += fmt::format("{:.0f} min", minutes);
     return rest > 0 ? text + fmt::format(" {:g} s", rest) : text;
+}
+
+std::optional<std::int64_t> parse_datetime(const std::string& text)
+{
+    int year = 0, month = 0, day = 0, hour = 0, minute = 0, used = 0;
+    double second = 0;
+    if (std::sscanf(text.c_str(), "%4d-%2d-%2dT%2d:%2d:%n", &year, &month, &day, &hour, &minute,
+                    &used) != 5 ||
+        used == 0 ||
+        !std::isdigit(static_cast<unsigned char>(text[static_cast<std::size_t>(used)])))
+        return std::nullopt;
+    const char* const rest = text.c_str() + used;
+    char* end = nullptr;
+    second = std::strtod(rest, &end);
+    const std::chrono::year_month_day date{std::chrono::year(year),
+                                           std::chrono::month(static_cast<unsigned>(month)),
+                                           std::chrono::day(static_cast<unsigned>(day))};
+    const bool utc =
+        *end == '\0' || std::string_view(end) == "Z" || std::string_view(end) == "+00:00";
+    if (!utc || !date.ok() || year < 1700 || year > 2250 || hour < 0 || hour > 23 || minute < 0 ||
+        minute > 59 || !(second >= 0.0 && second < 61.0))
+        return std::nullopt;
+    const std::int64_t days = std::chrono::sys_days(date).time_since_epoch().count();
+    const std::int64_t minutes = (days * 24 + hour) * 60 + minute;
+    return minutes * 60'000'000'000 + static_cast<std::int64_t>(std::llround(second * 1e9));
+}
+
+std::string date_text(std::int64_t nanoseconds)
+{
+    using namespace std::chrono;
+    const year_month_day date{
+        floor<days>(sys_time<std::chrono::nanoseconds>(std::chrono::nanoseconds(nanoseconds)))};
+    return fmt::format("{:04}-{:02}-{:02}", static_cast<int>(date.year()),
+                       static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()));
+}
+
+std::string clock_text(std::int64_t nanoseconds, int digits)
+{
+    constexpr std::int64_t day = 86'400'000'000'000;
+    const std::int64_t in_day = (nanoseconds % day + day) % day;
+    const std::int64_t seconds = in_day / 1'000'000'000;
+    std::string text =
+        fmt::format("{:02}:{:02}:{:02}", seconds / 3600, seconds / 60 % 60, seconds % 60);
+    if (digits > 0)
+        text += "." + fmt::format("{:09}", in_day % 1'000'000'000)
+                          .substr(0, static_cast<std::size_t>(digits));
+    return text;
 }
 
 } // namespace waterfall

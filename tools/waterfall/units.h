@@ -21,6 +21,13 @@ std::optional<std::uint64_t> parse_count(const std::string& text);
 /// Seconds as people say them: "12.5 ms", "59.9 s", "1 h 2 min 3 s".
 std::string duration_text(double seconds);
 
+/// "2026-01-02T03:04:05.678Z" -> nanoseconds since 1970, UTC; nothing for what is no such time.
+std::optional<std::int64_t> parse_datetime(const std::string& text);
+
+/// The same back, with so many digits after the seconds: "2026-01-02" and "03:04:05.678".
+std::string date_text(std::int64_t nanoseconds);
+std::string clock_text(std::int64_t nanoseconds, int digits);
+
 } // namespace waterfall
 
 #endif // WATERFALL_UNITS_H

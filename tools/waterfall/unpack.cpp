@@ -10,8 +10,10 @@ Scale scale_of(Format format)
 {
     switch (format) {
     case Format::cu8:
+    case Format::u8:
         return {1.0 / 127.5, -1.0}; // zero lies between codes 127 and 128
     case Format::cs8:
+    case Format::s8:
         return {1.0 / 128.0, -1.0}; // after prepare()
     case Format::cs16:
     case Format::s16:
@@ -23,7 +25,7 @@ Scale scale_of(Format format)
 
 void prepare(Format format, void* block, std::size_t samples)
 {
-    if (format != Format::cs8)
+    if (format != Format::cs8 && format != Format::s8)
         return;
     auto* const codes = static_cast<std::uint8_t*>(block);
     const std::size_t n = samples * parts_of(format);
@@ -40,7 +42,9 @@ void unpack(Format format, const void* block, std::size_t samples, double* out, 
     const Scale scale = scale_of(format);
     switch (format) {
     case Format::cs8:
-    case Format::cu8: {
+    case Format::cu8:
+    case Format::s8:
+    case Format::u8: {
         const Timed timed(timings.kernels);
         unpack_u8_f64(static_cast<const std::uint8_t*>(block), n, out, scale.step, scale.offset);
         break;

@@ -20,8 +20,8 @@ struct Scale {
 };
 Scale scale_of(Format format);
 
-/// What stands between reading and all else: the codes of cs8 get their sign bit flipped, in place,
-/// since the kernels take unsigned bytes. Other formats stay as they are.
+/// What stands between reading and all else: the codes of cs8 and s8 get their sign bit flipped, in
+/// place, since the kernels take unsigned bytes. Other formats stay as they are.
 void prepare(Format format, void* block, std::size_t samples);
 
 /// Writes samples * parts_of(format) doubles; what was interleaved stays interleaved. Both buffers
