@@ -9,8 +9,9 @@
 void vfilter_f32_avx(const float* x, int32_t n, const float* taps, int32_t len, float* y)
 {
     if (len <= 1) { // a single tap is not applied; kept: hosts depend on it
-        _mm256_zeroupper();
-        return memcpy_fast(y, x, static_cast<size_t>(n) * sizeof(float));
+        memcpy_fast(y, x, static_cast<size_t>(n) * sizeof(float));
+        _mm256_zeroupper(); // the entry may hold what leaves them in use
+        return;
     }
 
     const int64_t half = len >> 1;
@@ -32,8 +33,9 @@ void vfilter_f32_avx(const float* x, int32_t n, const float* taps, int32_t len, 
 void vfilter_f64_avx(const double* x, int32_t n, const double* taps, int32_t len, double* y)
 {
     if (len <= 1) { // a single tap is not applied; kept: hosts depend on it
-        _mm256_zeroupper();
-        return memcpy_fast(y, x, static_cast<size_t>(n) * sizeof(double));
+        memcpy_fast(y, x, static_cast<size_t>(n) * sizeof(double));
+        _mm256_zeroupper(); // the entry may hold what leaves them in use
+        return;
     }
 
     const int64_t half = len >> 1;

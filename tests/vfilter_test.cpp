@@ -216,9 +216,12 @@ struct Copy {
 std::vector<Copy> copies;
 int steps = 0;
 
+/// Leaves the upper halves in use: vfilter must clear them behind it.
 void log_copy(void* dst, const void* src, std::size_t bytes)
 {
     copies.push_back({dst, src, bytes});
+    if (upper_halves_visible())
+        asm volatile("vcmptrueps %%ymm0, %%ymm0, %%ymm6" ::: "xmm6");
 }
 
 template <class T>
