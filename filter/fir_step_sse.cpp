@@ -1,46 +1,9 @@
 // filter/fir_step_sse.cpp: fir_step_c32 for SSE, 4 lanes. Other last bits than the baseline's.
 #include "filter/fir_step.h"
 
-namespace {
-
-template <class Access>
-SIMD_INLINE void add_block(const float* re, const float* im, const float* taps, __m128& sum_re,
-                           __m128& sum_im)
-{
-    add_products(Access::load128(re), Access::load128(im), Access::load128(taps), sum_re, sum_im);
-}
-
-} // namespace
-
-// head    single elements until all three streams are 16-byte aligned, into a sum of their own;
-//         streams that cannot be brought there together have none, and unaligned blocks
-// blocks  4 elements, a sum per lane
 // fold    ((L0 + L2) + (L1 + L3)) + head
-// tail    single elements onto that
 void fir_step_c32_sse(const float* re, const float* im, const float* taps, size_t n, float* out_re,
                       float* out_im)
 {
-    float sum_re = 0;
-    float sum_im = 0;
-    size_t i = 0;
-    if (n >= 4) {
-        __m128 lanes_re = _mm_setzero_ps();
-        __m128 lanes_im = _mm_setzero_ps();
-        if (same_offsets<16>(re, im, taps)) {
-            for (; i != n && !aligned<16>(re + i); ++i)
-                add_products(re[i], im[i], taps[i], sum_re, sum_im);
-            for (const size_t end = end_of_blocks<4>(i, n); i != end; i += 4)
-                add_block<Aligned>(re + i, im + i, taps + i, lanes_re, lanes_im);
-        } else {
-            for (const size_t end = end_of_blocks<4>(i, n); i != end; i += 4)
-                add_block<Unaligned>(re + i, im + i, taps + i, lanes_re, lanes_im);
-        }
-        sum_re = add(sum_lanes(lanes_re), sum_re);
-        sum_im = add(sum_lanes(lanes_im), sum_im);
-    }
-    for (; i != n; ++i)
-        add_products(re[i], im[i], taps[i], sum_re, sum_im);
-
-    *out_re = sum_re;
-    *out_im = sum_im;
+    fir_step<__m128>(re, im, taps, n, out_re, out_im);
 }
