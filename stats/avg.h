@@ -19,11 +19,19 @@ SIMD_PINNED(masked, float, "andps")
 SIMD_PINNED(masked, double, "andpd")
 
 /// One element more for the sum and the number of those that do not exceed a level. What exceeds
-/// it, or is NaN, adds +0 to both and changes neither. The number is counted in the element type,
-/// so that in float it stops at 2^24; kept.
+/// it, or is NaN, changes neither: +0 is added in its place, and not even that to a sum that is a
+/// zero, or a subnormal that the host's control word makes one, as it could change the sum's bits.
+/// The number is counted in the element type, so that in float it stops at 2^24; kept.
 template <class T>
 SIMD_INLINE void take(T x, T level, T& sum, T& count)
 {
+    if (!__builtin_islessgreater(sum, T(0))) [[unlikely]] {
+        if (x <= level) {
+            sum = add(sum, x);
+            count = add(count, T(1));
+        }
+        return;
+    }
     const T counts = at_most(x, level);
     sum = add(sum, masked(counts, x));
     count = add(count, masked(counts, T(1)));
@@ -40,6 +48,12 @@ SIMD_INLINE T mean_or_zero(T sum, T count)
 SIMD_INLINE std::uint64_t magnitude(std::int16_t x)
 {
     return static_cast<std::uint64_t>(x < 0 ? -x : x);
+}
+
+/// total / n, and 0 of nothing.
+SIMD_INLINE std::uint64_t mean_magnitude(std::uint64_t total, std::size_t n)
+{
+    return n == 0 ? 0 : total / n;
 }
 
 /// The four 32-bit lanes, widened and added.

@@ -64,37 +64,35 @@ double avg_lvl_f64_avx2(const double* x, size_t n, double level)
     return mean_or_zero(sum, count);
 }
 
+// up to 31 elements singly; more:
 // head    single elements until x is 32-byte aligned; no end test: x is 2-byte aligned
 // blocks  16 elements, into 32-bit lanes, which wrap from 2^32 on; kept
 // fold    Lj + Lj+8 in 32 bits, then these in 64 bits, with the head
 // tail    single elements
 uint64_t avg_abs_s16_avx2(const int16_t* x, size_t n)
 {
-    if (n <= 31) {
-        _mm256_zeroupper();
-        return avg_abs_s16_base(x, n);
-    }
-
     std::size_t left = n;
     std::uint64_t total = 0;
-    for (; !aligned<32>(x); --left)
-        total += magnitude(*x++);
+    if (n > 31) {
+        for (; !aligned<32>(x); --left)
+            total += magnitude(*x++);
 
-    // even = [L0 L2 ... L14], odd = [L1 L3 ... L15]: no lane has to be moved to be widened.
-    const std::int16_t* const rest = x + left / 16 * 16;
-    const __m256i low_words = _mm256_set1_epi32(0xFFFF);
-    __m256i even = _mm256_setzero_si256();
-    __m256i odd = _mm256_setzero_si256();
-    for (; x != rest; x += 16) {
-        const __m256i v = _mm256_abs_epi16(Aligned::load256i(x));
-        even = _mm256_add_epi32(even, _mm256_and_si256(v, low_words));
-        odd = _mm256_add_epi32(odd, _mm256_srli_epi32(v, 16));
+        // even = [L0 L2 ... L14], odd = [L1 L3 ... L15]: no lane has to be moved to be widened.
+        const std::int16_t* const rest = x + left / 16 * 16;
+        const __m256i low_words = _mm256_set1_epi32(0xFFFF);
+        __m256i even = _mm256_setzero_si256();
+        __m256i odd = _mm256_setzero_si256();
+        for (; x != rest; x += 16) {
+            const __m256i v = _mm256_abs_epi16(Aligned::load256i(x));
+            even = _mm256_add_epi32(even, _mm256_and_si256(v, low_words));
+            odd = _mm256_add_epi32(odd, _mm256_srli_epi32(v, 16));
+        }
+        total += fold_u32(_mm_add_epi32(low(even), high(even)));
+        total += fold_u32(_mm_add_epi32(low(odd), high(odd)));
+        left %= 16;
     }
-
-    total += fold_u32(_mm_add_epi32(low(even), high(even)));
-    total += fold_u32(_mm_add_epi32(low(odd), high(odd)));
     _mm256_zeroupper();
-    for (left %= 16; left != 0; --left)
+    for (; left != 0; --left)
         total += magnitude(*x++);
-    return total / n;
+    return mean_magnitude(total, n);
 }

@@ -42,5 +42,5 @@ uint64_t avg_abs_s16_base(const int16_t* x, size_t n)
     std::uint64_t total = 0;
     for (std::size_t i = 0; i < n; ++i)
         total += magnitude(x[i]);
-    return n == 0 ? 0 : total / n;
+    return mean_magnitude(total, n);
 }

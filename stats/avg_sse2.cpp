@@ -10,6 +10,14 @@ DEMANDS_SSE3 SIMD_INLINE double horizontal_add(__m128d v)
     return lane0(v);
 }
 
+/// v in both lanes, without SSE3's instruction for it.
+SIMD_INLINE __m128d broadcast(double v)
+{
+    __m128d r = _mm_set_sd(v);
+    asm("unpcklpd %0, %0" : "+x"(r));
+    return r;
+}
+
 /// A 64-bit lane, by SSE4.1's instruction.
 template <int lane>
 DEMANDS_SSE41 SIMD_INLINE std::uint64_t extract(__m128i v)
@@ -86,7 +94,7 @@ DEMANDS_SSE41 double avg_lvl_f64_sse2(const double* x, size_t n, double level) /
         take(*x++, level, head, head_count);
 
     const double* const rest = x + n / 2 * 2;
-    const __m128d levels = _mm_set1_pd(level);
+    const __m128d levels = broadcast(level);
     __m128d sums = _mm_setzero_pd();
     __m128i counts = _mm_setzero_si128();
     for (; x != rest; x += 2) {

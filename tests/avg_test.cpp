@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>
+#include <xmmintrin.h>
 
 namespace {
 
@@ -139,7 +140,52 @@ T some_level(const std::vector<T>& x, Random& random)
     }
 }
 
+/// What exceeds the level adds nothing, not even +0: a sum that is -0, or a subnormal that the host's
+/// control word makes a zero, keeps its bits. Under each rounding, with and without FTZ and DAZ.
+template <class T>
+void sums_near_zero(Level level, std::function<T(const T*, std::size_t, T)> kernel,
+                    T (*model)(const T*, std::size_t, std::size_t, T))
+{
+    T (*volatile expected)(const T*, std::size_t, std::size_t, T) = model;
+    const T least = std::numeric_limits<T>::min();
+    const T some[] = {T(-1.5) * least, T(1.5) * least, -least, least, T(-0.0), T(0.0), 5, 5};
+    const unsigned before = _mm_getcsr();
+    Buffer<T> in(24);
+    Random random(13);
+    int minus_zeros = 0;
+    for (unsigned word = 0; word < 16; ++word)
+        for (std::size_t n = 0; n <= 24; ++n)
+            for (std::size_t offset = 0; offset < 64; offset += sizeof(T)) {
+                const unsigned mxcsr =
+                    0x1F80 | (word & 3) << 13 | (word & 4) << 13 | (word & 8) << 3;
+                in.place(n, offset, Edge::end);
+                std::vector<T> x(n);
+                for (T& element : x)
+                    element = some[random.below(std::size(some))];
+                if (n == 3 && offset % 2 == 0) // the shortest that tells
+                    x = {some[0], some[3], 5};
+                patterns::put(in, x);
+                _mm_setcsr(mxcsr);
+                const T want = expected(in.data(), n, offset_of(in.data()), 1);
+                _mm_setcsr(before);
+                minus_zeros += same_bits(T(-0.0), want) ? 1 : 0;
+                ASSERT_TRUE((agrees<T, T>(level, in, x, want,
+                                          [&] {
+                                              _mm_setcsr(mxcsr);
+                                              const T got = kernel(in.data(), n, 1);
+                                              _mm_setcsr(before);
+                                              return got;
+                                          })))
+                    << "control word " << std::hex << mxcsr;
+            }
+    EXPECT_GT(minus_zeros, 50);
+}
+
 #define AVG_LVL(entry, level, T, expected, most)                                                   \
+    TEST(entry, level##_sums_near_zero)                                                            \
+    {                                                                                              \
+        sums_near_zero<T>(Level::level, KERNEL(rig::at(Level::level), entry), expected);           \
+    }                                                                                              \
     TEST(entry, level##_bits)                                                                      \
     {                                                                                              \
         ASSERT_TRUE(installed(Level::level, #entry));                                              \
