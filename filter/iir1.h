@@ -15,4 +15,18 @@ SIMD_INLINE T average(T x, T y, T a)
     return add(mul(sub(x, y), a), y);
 }
 
+/// Elements one by one.
+template <class T>
+SIMD_INLINE void average_each(const T* x, std::size_t n, T* y, T a)
+{
+    for (; n >= 4; n -= 4, x += 4, y += 4) {
+        y[0] = average(x[0], y[0], a);
+        y[1] = average(x[1], y[1], a);
+        y[2] = average(x[2], y[2], a);
+        y[3] = average(x[3], y[3], a);
+    }
+    for (; n != 0; --n, ++x, ++y)
+        *y = average(*x, *y, a);
+}
+
 #endif

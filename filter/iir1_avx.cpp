@@ -24,24 +24,25 @@ SIMD_INLINE void average_blocks(const T*& x, std::size_t& n, T*& y, Lanes a)
         average_block<Access>(x, y, a);
 }
 
+// up to `few` elements one by one; more:
 // head    single elements until y is 32-byte aligned, if x is then too; no end test: y is aligned
 //         to its element
 // blocks  8 floats or 4 doubles, aligned accesses; unaligned, and no head, where x and y cannot
 //         both be
 // tail    single elements
 template <class T, class Lanes>
-SIMD_INLINE void iir1(const T* x, std::size_t n, T* y, T a, Lanes share)
+SIMD_INLINE void iir1(const T* x, std::size_t n, T* y, T a, Lanes share, std::size_t few)
 {
-    if (same_offset<32>(x, y)) {
-        for (; !aligned<32>(y); --n, ++x, ++y)
-            *y = average(*x, *y, a);
-        average_blocks<Aligned>(x, n, y, share);
-    } else {
-        average_blocks<Unaligned>(x, n, y, share);
+    if (n > few) {
+        if (same_offset<32>(x, y)) {
+            for (; !aligned<32>(y); --n, ++x, ++y)
+                *y = average(*x, *y, a);
+            average_blocks<Aligned>(x, n, y, share);
+        } else {
+            average_blocks<Unaligned>(x, n, y, share);
+        }
     }
-
-    for (; n != 0; --n, ++x, ++y)
-        *y = average(*x, *y, a);
+    average_each(x, n, y, a);
     _mm256_zeroupper();
 }
 
@@ -49,18 +50,10 @@ SIMD_INLINE void iir1(const T* x, std::size_t n, T* y, T a, Lanes share)
 
 void iir1_f32_avx(const float* x, size_t n, float* y, float a)
 {
-    if (n <= 31) {
-        _mm256_zeroupper();
-        return iir1_f32_base(x, n, y, a);
-    }
-    iir1(x, n, y, a, _mm256_set1_ps(a));
+    iir1(x, n, y, a, _mm256_set1_ps(a), 31);
 }
 
 void iir1_f64_avx(const double* x, size_t n, double* y, double a)
 {
-    if (n <= 15) { // not 31
-        _mm256_zeroupper();
-        return iir1_f64_base(x, n, y, a);
-    }
-    iir1(x, n, y, a, _mm256_set1_pd(a));
+    iir1(x, n, y, a, _mm256_set1_pd(a), 15); // not 31
 }

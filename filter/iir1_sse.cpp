@@ -24,24 +24,22 @@ SIMD_INLINE void average_blocks(const float*& x, std::size_t& n, float*& y, __m1
 
 } // namespace
 
+// up to 15 elements one by one; more:
 // head    single elements until y is 16-byte aligned, if x is then too; no end test: y is 4-byte
 //         aligned
 // blocks  4 elements, aligned accesses; unaligned, and no head, where x and y cannot both be
 // tail    single elements
 void iir1_f32_sse(const float* x, size_t n, float* y, float a)
 {
-    if (n <= 15)
-        return iir1_f32_base(x, n, y, a);
-
-    const __m128 share = _mm_set1_ps(a);
-    if (same_offset<16>(x, y)) {
-        for (; !aligned<16>(y); --n, ++x, ++y)
-            *y = mul(sub(*x, *y), a); // y is not added back; kept: hosts depend on it
-        average_blocks<Aligned>(x, n, y, share);
-    } else {
-        average_blocks<Unaligned>(x, n, y, share);
+    if (n > 15) {
+        const __m128 share = _mm_set1_ps(a);
+        if (same_offset<16>(x, y)) {
+            for (; !aligned<16>(y); --n, ++x, ++y)
+                *y = mul(sub(*x, *y), a); // y is not added back; kept: hosts depend on it
+            average_blocks<Aligned>(x, n, y, share);
+        } else {
+            average_blocks<Unaligned>(x, n, y, share);
+        }
     }
-
-    for (; n != 0; --n, ++x, ++y)
-        *y = average(*x, *y, a);
+    average_each(x, n, y, a);
 }

@@ -25,24 +25,22 @@ SIMD_INLINE void average_blocks(const double*& x, std::size_t& n, double*& y, __
 
 } // namespace
 
+// up to 15 elements one by one; more:
 // head    one element if y is not 16-byte aligned and x is not either; no end test: y is 8-byte
 //         aligned
 // blocks  2 elements, aligned accesses; unaligned, and no head, where x and y cannot both be
 // tail    one element
 DEMANDS_SSE3 void iir1_f64_sse2(const double* x, size_t n, double* y, double a)
 {
-    if (n <= 15)
-        return iir1_f64_base(x, n, y, a);
-
-    const __m128d share = movddup(a); // SSE3
-    if (same_offset<16>(x, y)) {
-        for (; !aligned<16>(y); --n, ++x, ++y)
-            *y = mul(sub(*x, *y), a); // y is not added back; kept: hosts depend on it
-        average_blocks<Aligned>(x, n, y, share);
-    } else {
-        average_blocks<Unaligned>(x, n, y, share);
+    if (n > 15) {
+        const __m128d share = movddup(a); // SSE3
+        if (same_offset<16>(x, y)) {
+            for (; !aligned<16>(y); --n, ++x, ++y)
+                *y = mul(sub(*x, *y), a); // y is not added back; kept: hosts depend on it
+            average_blocks<Aligned>(x, n, y, share);
+        } else {
+            average_blocks<Unaligned>(x, n, y, share);
+        }
     }
-
-    for (; n != 0; --n, ++x, ++y)
-        *y = average(*x, *y, a);
+    average_each(x, n, y, a);
 }

@@ -11,6 +11,8 @@
 //   minsel(a, b)  a if a < b, otherwise b
 //   maxsel(a, b)  a if a > b, otherwise b
 //   add_low(a, b)  a, with the lowest lane of b added to its own
+//
+// Below them stand a few data movements, written out because a compiler would choose others.
 #ifndef LIBSIMD_LANES_ARITH_H
 #define LIBSIMD_LANES_ARITH_H
 
@@ -76,6 +78,18 @@ SIMD_INLINE __m128d movddup(double a)
     return r;
 }
 #endif
+#endif
+
+#ifdef __SSE2__
+SIMD_PINNED(low_quads, __m128i, "punpcklqdq")
+SIMD_PINNED(high_quads, __m128i, "punpckhqdq")
+#endif
+#ifdef __SSSE3__
+/// The bytes of a that b names, each half of 16 by itself; for b's negative bytes 0.
+SIMD_PINNED(shuffle_bytes, __m128i, "pshufb")
+#endif
+#ifdef __AVX2__
+SIMD_PINNED(shuffle_bytes, __m256i, "pshufb")
 #endif
 
 #ifdef __AVX__

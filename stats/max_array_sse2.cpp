@@ -11,9 +11,9 @@ SIMD_INLINE void raise_block(double* dst, const double* src)
     Access::store128(dst, maxsel(Access::load128(dst), Access::load128(src)));
 }
 
-// Whole blocks of 2, and both pointers past them.
+// Whole blocks of 2, and all three past them.
 template <class Access>
-SIMD_INLINE void raise_blocks(double*& dst, const double*& src, std::size_t n)
+SIMD_INLINE void raise_blocks(double*& dst, const double*& src, std::size_t& n)
 {
     for (; n >= 8; n -= 8, dst += 8, src += 8) {
         raise_block<Access>(dst, src);
@@ -27,22 +27,21 @@ SIMD_INLINE void raise_blocks(double*& dst, const double*& src, std::size_t n)
 
 } // namespace
 
+// up to 15 elements singly; more:
 // head    single elements until dst is 16-byte aligned, if src then is too
 // blocks  2 elements: aligned accesses; or unaligned ones, from the first element on
 // tail    single elements
 void max_array_f64_sse2(double* dst, const double* src, size_t n)
 {
-    if (n <= 15)
-        return max_array_f64_base(dst, src, n);
-
-    if (same_offset<16>(dst, src)) {
-        for (; n != 0 && !aligned<16>(dst); --n)
-            raise_one(dst++, src++);
-        raise_blocks<Aligned>(dst, src, n);
-    } else {
-        raise_blocks<Unaligned>(dst, src, n);
+    if (n > 15) {
+        if (same_offset<16>(dst, src)) {
+            for (; n != 0 && !aligned<16>(dst); --n)
+                raise_one(dst++, src++);
+            raise_blocks<Aligned>(dst, src, n);
+        } else {
+            raise_blocks<Unaligned>(dst, src, n);
+        }
     }
-
-    for (n %= 2; n != 0; --n)
+    for (; n != 0; --n)
         raise_one(dst++, src++);
 }
