@@ -73,7 +73,9 @@ set(simd_kernel_flags
     -fno-stack-protector        # nor does a distribution's flag add a call
     -fno-exceptions -fno-rtti -fno-threadsafe-statics)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    list(APPEND simd_kernel_flags -fno-tree-vectorize -fno-tree-loop-distribute-patterns)
+    # -fno-crossjumping: of two loops' equal ends it makes one, and of an aligned and an unaligned access
+    # an unaligned one.
+    list(APPEND simd_kernel_flags -fno-tree-vectorize -fno-tree-loop-distribute-patterns -fno-crossjumping)
 else()
     list(APPEND simd_kernel_flags -fno-vectorize -fno-slp-vectorize -fno-unroll-loops)
 endif()

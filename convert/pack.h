@@ -145,7 +145,7 @@ SIMD_INLINE __m128i round4(const double* src, __m128d offset, __m128d scale)
 {
     const __m128i low = _mm_cvtpd_epi32(mul(sub(Aligned::load128(src), offset), scale));
     const __m128i high = _mm_cvtpd_epi32(mul(sub(Aligned::load128(src + 2), offset), scale));
-    return _mm_unpacklo_epi64(low, high);
+    return low_quads(low, high);
 }
 #endif
 

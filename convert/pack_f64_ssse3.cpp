@@ -8,13 +8,6 @@ namespace {
 alignas(16) constexpr std::int8_t low_words[16] = {0,  1,  4,  5,  8,  9,  12, 13,
                                                    -1, -1, -1, -1, -1, -1, -1, -1};
 
-/// Pinned, where a compiler may prefer several shuffles without a table.
-SIMD_INLINE __m128i pshufb(__m128i bytes, __m128i order)
-{
-    asm("pshufb %1, %0" : "+x"(bytes) : "x"(order));
-    return bytes;
-}
-
 template <class Store>
 SIMD_INLINE void u16_blocks(Packing<double, std::uint16_t>& run)
 {
@@ -23,7 +16,7 @@ SIMD_INLINE void u16_blocks(Packing<double, std::uint16_t>& run)
     for (; run.n >= 8; run.advance(8)) {
         const __m128i a = round4(run.src, offset, scale);
         const __m128i b = round4(run.src + 4, offset, scale);
-        Store::store128i(run.dst, _mm_unpacklo_epi64(pshufb(a, order), pshufb(b, order)));
+        Store::store128i(run.dst, low_quads(shuffle_bytes(a, order), shuffle_bytes(b, order)));
     }
 }
 

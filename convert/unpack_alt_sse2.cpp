@@ -4,18 +4,14 @@
 
 namespace {
 
-/// Pinned, where a compiler may prefer a longer way.
-SIMD_INLINE __m128i punpcklwd(__m128i a, __m128i b)
-{
-    asm("punpcklwd %1, %0" : "+x"(a) : "x"(b));
-    return a;
-}
+// Pinned, where a compiler may prefer another way.
+SIMD_PINNED(low_words, __m128i, "punpcklwd")
 
 /// [a0 b0 a1 b1 a2 b2 a3 b3] -> [a0 a2 b0 b2 a1 a3 b1 b3] -> [a0 a1 a2 a3 b0 b1 b2 b3]
 SIMD_INLINE __m128i split_channels(__m128i pairs)
 {
-    const __m128i twos = punpcklwd(pairs, _mm_unpackhi_epi64(pairs, pairs));
-    return punpcklwd(twos, _mm_unpackhi_epi64(twos, twos));
+    const __m128i twos = low_words(pairs, high_quads(pairs, pairs));
+    return low_words(twos, high_quads(twos, twos));
 }
 
 template <class Load>

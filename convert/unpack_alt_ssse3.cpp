@@ -9,7 +9,7 @@ SIMD_INLINE void blocks(Splitting& run)
     const __m128d scale = movddup(run.scale), offset = movddup(run.offset);
     const __m128i order = Aligned::load128i(channels_apart);
     for (; run.n >= 4; run.advance(4)) {
-        const Widened channels = widen_s16(_mm_shuffle_epi8(Load::load128i(run.src), order));
+        const Widened channels = widen_s16(shuffle_bytes(Load::load128i(run.src), order));
         restore4<Aligned>(run.dst0, channels.low, scale, offset);
         restore4<Aligned>(run.dst1, channels.high, scale, offset);
     }

@@ -26,68 +26,57 @@ SIMD_INLINE bool same_offset(const void* a, const void* b)
     return offset_in<Block>(a) == offset_in<Block>(b);
 }
 
+// In AVX files each access is an instruction of its own and of its full width: the vector passes
+// through an empty asm, so that a compiler can neither fold the load into arithmetic, which in AVX
+// accepts any address, nor store the vector in parts. Below AVX a folded operand must be aligned like
+// any other. (Nor may a compiler join the ends of an aligned and an unaligned loop, in which one
+// unaligned access would stand for both: cmake/levels.cmake.)
+#ifdef __AVX__
+#define SIMD_ALONE(v) asm("" : "+x"(v))
+#else
+#define SIMD_ALONE(v) static_cast<void>(v)
+#endif
+
+#define SIMD_ACCESS(load, store, element, vector, memory)                                          \
+    SIMD_INLINE vector load(const element* p)                                                      \
+    {                                                                                              \
+        vector v = *reinterpret_cast<const memory*>(p);                                            \
+        SIMD_ALONE(v);                                                                             \
+        return v;                                                                                  \
+    }                                                                                              \
+    SIMD_INLINE void store(element* p, vector v)                                                   \
+    {                                                                                              \
+        SIMD_ALONE(v);                                                                             \
+        *reinterpret_cast<memory*>(p) = v;                                                         \
+    }
+
 // A kernel that chooses between aligned and unaligned accesses at run time writes its block loop
-// once, as a template over one of these. (A choice inside one loop would be merged into the
-// unaligned access, and the faults that hosts know would be gone.) Bodies are by register width and
-// element type.
+// once, as a template over one of these.
 namespace {
 
 struct Aligned {
-    SIMD_INLINE __m128 load128(const float* p) { return _mm_load_ps(p); }
-    SIMD_INLINE void store128(float* p, __m128 v) { _mm_store_ps(p, v); }
+    SIMD_ACCESS(load128, store128, float, __m128, __m128)
 #ifdef __SSE2__
-    SIMD_INLINE __m128d load128(const double* p) { return _mm_load_pd(p); }
-    SIMD_INLINE void store128(double* p, __m128d v) { _mm_store_pd(p, v); }
-    SIMD_INLINE __m128i load128i(const void* p)
-    {
-        return _mm_load_si128(static_cast<const __m128i*>(p));
-    }
-    SIMD_INLINE void store128i(void* p, __m128i v) { _mm_store_si128(static_cast<__m128i*>(p), v); }
+    SIMD_ACCESS(load128, store128, double, __m128d, __m128d)
+    SIMD_ACCESS(load128i, store128i, void, __m128i, __m128i)
 #endif
 #ifdef __AVX__
-    SIMD_INLINE __m256 load256(const float* p) { return _mm256_load_ps(p); }
-    SIMD_INLINE void store256(float* p, __m256 v) { _mm256_store_ps(p, v); }
-    SIMD_INLINE __m256d load256(const double* p) { return _mm256_load_pd(p); }
-    SIMD_INLINE void store256(double* p, __m256d v) { _mm256_store_pd(p, v); }
-    SIMD_INLINE __m256i load256i(const void* p)
-    {
-        return _mm256_load_si256(static_cast<const __m256i*>(p));
-    }
-    SIMD_INLINE void store256i(void* p, __m256i v)
-    {
-        _mm256_store_si256(static_cast<__m256i*>(p), v);
-    }
+    SIMD_ACCESS(load256, store256, float, __m256, __m256)
+    SIMD_ACCESS(load256, store256, double, __m256d, __m256d)
+    SIMD_ACCESS(load256i, store256i, void, __m256i, __m256i)
 #endif
 };
 
 struct Unaligned {
-    SIMD_INLINE __m128 load128(const float* p) { return _mm_loadu_ps(p); }
-    SIMD_INLINE void store128(float* p, __m128 v) { _mm_storeu_ps(p, v); }
+    SIMD_ACCESS(load128, store128, float, __m128, __m128_u)
 #ifdef __SSE2__
-    SIMD_INLINE __m128d load128(const double* p) { return _mm_loadu_pd(p); }
-    SIMD_INLINE void store128(double* p, __m128d v) { _mm_storeu_pd(p, v); }
-    SIMD_INLINE __m128i load128i(const void* p)
-    {
-        return _mm_loadu_si128(static_cast<const __m128i*>(p));
-    }
-    SIMD_INLINE void store128i(void* p, __m128i v)
-    {
-        _mm_storeu_si128(static_cast<__m128i*>(p), v);
-    }
+    SIMD_ACCESS(load128, store128, double, __m128d, __m128d_u)
+    SIMD_ACCESS(load128i, store128i, void, __m128i, __m128i_u)
 #endif
 #ifdef __AVX__
-    SIMD_INLINE __m256 load256(const float* p) { return _mm256_loadu_ps(p); }
-    SIMD_INLINE void store256(float* p, __m256 v) { _mm256_storeu_ps(p, v); }
-    SIMD_INLINE __m256d load256(const double* p) { return _mm256_loadu_pd(p); }
-    SIMD_INLINE void store256(double* p, __m256d v) { _mm256_storeu_pd(p, v); }
-    SIMD_INLINE __m256i load256i(const void* p)
-    {
-        return _mm256_loadu_si256(static_cast<const __m256i*>(p));
-    }
-    SIMD_INLINE void store256i(void* p, __m256i v)
-    {
-        _mm256_storeu_si256(static_cast<__m256i*>(p), v);
-    }
+    SIMD_ACCESS(load256, store256, float, __m256, __m256_u)
+    SIMD_ACCESS(load256, store256, double, __m256d, __m256d_u)
+    SIMD_ACCESS(load256i, store256i, void, __m256i, __m256i_u)
 #endif
 };
 

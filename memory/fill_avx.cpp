@@ -12,13 +12,13 @@ void fill_f32_avx(float* dst, size_t n, float value)
 
     const __m256 values = _mm256_set1_ps(value);
     for (; n >= 32; n -= 32, dst += 32) {
-        _mm256_store_ps(dst, values);
-        _mm256_store_ps(dst + 8, values);
-        _mm256_store_ps(dst + 16, values);
-        _mm256_store_ps(dst + 24, values);
+        Aligned::store256(dst, values);
+        Aligned::store256(dst + 8, values);
+        Aligned::store256(dst + 16, values);
+        Aligned::store256(dst + 24, values);
     }
     for (; n >= 8; n -= 8, dst += 8)
-        _mm256_store_ps(dst, values);
+        Aligned::store256(dst, values);
     _mm256_zeroupper();
 
     for (; n != 0; --n)

@@ -12,13 +12,13 @@ void fill_f32_sse(float* dst, size_t n, float value)
 
     const __m128 values = _mm_set1_ps(value);
     for (; n >= 16; n -= 16, dst += 16) {
-        _mm_store_ps(dst, values);
-        _mm_store_ps(dst + 4, values);
-        _mm_store_ps(dst + 8, values);
-        _mm_store_ps(dst + 12, values);
+        Aligned::store128(dst, values);
+        Aligned::store128(dst + 4, values);
+        Aligned::store128(dst + 8, values);
+        Aligned::store128(dst + 12, values);
     }
     for (; n >= 4; n -= 4, dst += 4)
-        _mm_store_ps(dst, values);
+        Aligned::store128(dst, values);
 
     for (; n != 0; --n)
         *dst++ = value;

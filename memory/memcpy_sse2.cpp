@@ -1,18 +1,6 @@
 // memory/memcpy_sse2.cpp: memcpy_fast for SSE2, 64 bytes a step past the caches.
 #include "memory/memcpy.h"
 
-namespace {
-
-/// Pinned: a compiler that sees no difference to a plain load makes it one.
-SIMD_INLINE __m128i stream_load(const __m128i* in)
-{
-    __m128i r;
-    asm("movntdqa %1, %0" : "=x"(r) : "m"(*in));
-    return r;
-}
-
-} // namespace
-
 // head  bytes until src, and dst with it, is 16-byte aligned
 // bulk  64 bytes: four streaming loads (SSE4.1), four streaming stores; no fence after the last
 // tail  up to 63 bytes
@@ -38,10 +26,10 @@ DEMANDS_SSE41 void memcpy_fast_sse2(void* to, const void* from, size_t n)
         const __m128i b1 = stream_load(in + 1);
         const __m128i b2 = stream_load(in + 2);
         const __m128i b3 = stream_load(in + 3);
-        _mm_stream_si128(out, b0);
-        _mm_stream_si128(out + 1, b1);
-        _mm_stream_si128(out + 2, b2);
-        _mm_stream_si128(out + 3, b3);
+        stream_store(out, b0);
+        stream_store(out + 1, b1);
+        stream_store(out + 2, b2);
+        stream_store(out + 3, b3);
     }
 
     copy_small(dst, src, n);

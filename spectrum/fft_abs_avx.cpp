@@ -12,10 +12,9 @@ namespace {
 template <class Access>
 SIMD_INLINE void power_block(const float* in, float* out)
 {
-    const __m256d bins23 =
-        _mm256_castps_pd(_mm256_broadcast_ps(reinterpret_cast<const __m128*>(in + 4)));
     const __m256d bins03 = _mm256_castps_pd(Access::load256(in));
     const __m256d bins47 = _mm256_castps_pd(Access::load256(in + 8));
+    const __m256d bins23 = high_halves(bins03, bins03);
     const __m256 low = _mm256_castpd_ps(_mm256_blend_pd(bins03, bins23, 0b0010));
     const __m256 high = _mm256_castpd_ps(_mm256_blend_pd(bins47, bins23, 0b0001));
     const __m256 re = _mm256_shuffle_ps(low, high, _MM_SHUFFLE(2, 0, 2, 0));
@@ -23,20 +22,14 @@ SIMD_INLINE void power_block(const float* in, float* out)
     Access::store256(out, power(re, im));
 }
 
-/// [c c'], the bins at two places.
-template <class Access>
-SIMD_INLINE __m256d two_bins(const double* first, const double* second)
-{
-    return _mm256_insertf128_pd(_mm256_castpd128_pd256(Access::load128(first)),
-                                Access::load128(second), 1);
-}
-
-// [c0 | c2], [c1 | c3] -> [re0 re1 | re2 re3], [im0 im1 | im2 im3]
+// [c0 | c1], [c2 | c3] -> [c0 | c2], [c1 | c3] -> [re0 re1 | re2 re3], [im0 im1 | im2 im3]
 template <class Access>
 SIMD_INLINE void power_block(const double* in, double* out)
 {
-    const __m256d bins02 = two_bins<Access>(in, in + 4);
-    const __m256d bins13 = two_bins<Access>(in + 2, in + 6);
+    const __m256d bins01 = Access::load256(in);
+    const __m256d bins23 = Access::load256(in + 4);
+    const __m256d bins02 = low_halves(bins01, bins23);
+    const __m256d bins13 = high_halves(bins01, bins23);
     Access::store256(out, power(firsts(bins02, bins13), seconds(bins02, bins13)));
 }
 

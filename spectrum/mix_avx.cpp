@@ -1,24 +1,19 @@
 // spectrum/mix_avx.cpp: mix_f64 for AVX, 4 lanes. Same bits as the baseline.
 #include "spectrum/mix.h"
+#include "spectrum/pairs.h"
 
 namespace {
 
-/// Two pairs: [r0 r1 r0 r1] and [i0 i1 i0 i1] -> [r0 i0 r1 i1]. Loads that duplicate a half cost no
-/// shuffle, and each output then takes a single one within its halves.
-SIMD_INLINE __m256d two_pairs(const double* re, const double* im)
-{
-    const __m256d r = _mm256_broadcast_pd(reinterpret_cast<const __m128d*>(re));
-    const __m256d i = _mm256_broadcast_pd(reinterpret_cast<const __m128d*>(im));
-    return _mm256_shuffle_pd(r, i, 0b1100);
-}
-
+// [r0 r1 | r2 r3], [i0 i1 | i2 i3] -> [r0 i0 | r2 i2], [r1 i1 | r3 i3] -> [r0 i0 | r1 i1], [r2 i2 | r3 i3]
 template <class Access>
 SIMD_INLINE void mix_block(const double* re, const double* im, double* out)
 {
-    const __m256d low = two_pairs(re, im);
-    const __m256d high = two_pairs(re + 2, im + 2);
-    Access::store256(out, low);
-    Access::store256(out + 4, high);
+    const __m256d r = Access::load256(re);
+    const __m256d i = Access::load256(im);
+    const __m256d even = firsts(r, i);
+    const __m256d odd = seconds(r, i);
+    Access::store256(out, low_halves(even, odd));
+    Access::store256(out + 4, high_halves(even, odd));
 }
 
 /// Whole blocks, as many as n has; returns the pairs done.

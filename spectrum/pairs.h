@@ -25,6 +25,12 @@ SIMD_INLINE __m256d seconds(__m256d a, __m256d b)
     asm("vshufpd $15, %2, %1, %0" : "=x"(r) : "x"(a), "x"(b));
     return r;
 }
+
+/// [a0 a1 | b0 b1]
+SIMD_INLINE __m256d low_halves(__m256d a, __m256d b) { return _mm256_permute2f128_pd(a, b, 0x20); }
+
+/// [a2 a3 | b2 b3]
+SIMD_INLINE __m256d high_halves(__m256d a, __m256d b) { return _mm256_permute2f128_pd(a, b, 0x31); }
 #else
 /// [a0 b0]
 SIMD_INLINE __m128d firsts(__m128d a, __m128d b)
