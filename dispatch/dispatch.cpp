@@ -230,19 +230,40 @@ void install(Level level)
     }
 }
 
-// The only CPUID of the library: volatile and with a memory clobber, so that the baseline's stores
-// stand before it in the machine code too, and never inlined, so that it is one place.
-[[gnu::noinline]] CpuidWords cpuid(std::uint32_t leaf, std::uint32_t subleaf)
+// CPUID for the highest leaf of the range and, if that is not 0 and the range reaches the leaf, CPUID
+// for the leaf. Both stand in one asm, with nothing between them that sets ECX: leaf 7 takes for its
+// sub-leaf what the first left there, the last four bytes of the vendor's name; kept, hosts depend on
+// it: most processors answer zeros, and AVX2 is then never installed. From query to query the register
+// goes in and out as one operand.
+//
+// The memory clobber keeps the baseline's stores before it in the machine code too; never inlined, so
+// that these are the only two.
+[[gnu::noinline]] void cpuid_query(std::uint32_t leaf, CpuidWords& words, std::uint32_t& ecx)
 {
-    CpuidWords out;
-    asm volatile("cpuid"
-                 : "=a"(out.eax), "=b"(out.ebx), "=c"(out.ecx), "=d"(out.edx)
-                 : "0"(leaf), "2"(subleaf)
+    CpuidWords out{leaf & extended_range, 0, 0, 0};
+    bool answered = false;
+    asm volatile("cpuid\n\t"
+                 "cmpl $1, %%eax\n\t"
+                 "jb 1f\n\t"
+                 "cmpl %[leaf], %%eax\n\t"
+                 "jb 1f\n\t"
+                 "movl %[leaf], %%eax\n\t"
+                 "cpuid\n"
+                 "1:"
+                 : "=@ccnc"(answered), "+&a"(out.eax), "=&b"(out.ebx), "+&c"(ecx), "=&d"(out.edx)
+                 : [leaf] "r"(leaf)
                  : "memory");
-    return out;
+    out.ecx = ecx;
+    if (answered)
+        words = out;
 }
 
-// The one word of the library's initialiser array.
-[[gnu::constructor]] void init_dispatch() { probe(cpuid, install); }
+// The one word of the library's initialiser array. The first query finds in ECX whatever is there.
+[[gnu::constructor]] void init_dispatch()
+{
+    std::uint32_t ecx;
+    asm volatile("" : "=c"(ecx));
+    probe([&](std::uint32_t leaf, CpuidWords& words) { cpuid_query(leaf, words, ecx); }, install);
+}
 
 } // namespace

@@ -352,14 +352,30 @@ TEST(code, short_chunk_shares_the_exponential_of_four)
     }
 }
 
-TEST(code, one_cpuid)
+/// A query is two CPUIDs, and what the first leaves in ECX is what the second finds there.
+TEST(code, cpuid_twice_in_one_query)
 {
     std::vector<std::string> holders;
     for (const auto& [address, f] : code().functions())
         for (const Instruction& in : f.code)
             if (in.decoded.mnemonic == ZYDIS_MNEMONIC_CPUID)
                 holders.push_back(f.name);
-    EXPECT_EQ(holders, std::vector<std::string>{"cpuid"});
+    ASSERT_EQ(holders, (std::vector<std::string>{"cpuid_query", "cpuid_query"}));
+
+    int cpuids = 0;
+    for (const Instruction& in : code().named("cpuid_query")->code) {
+        cpuids += in.decoded.mnemonic == ZYDIS_MNEMONIC_CPUID ? 1 : 0;
+        for (int i = 0; cpuids == 1 && i < in.decoded.operand_count; ++i) {
+            const ZydisDecodedOperand& operand = in.operands[i];
+            const bool writes =
+                operand.type == ZYDIS_OPERAND_TYPE_REGISTER &&
+                (operand.actions & ZYDIS_OPERAND_ACTION_MASK_WRITE) != 0 &&
+                ZydisRegisterGetLargestEnclosing(ZYDIS_MACHINE_MODE_LONG_64, operand.reg.value) ==
+                    ZYDIS_REGISTER_RCX;
+            EXPECT_FALSE(writes && in.decoded.mnemonic != ZYDIS_MNEMONIC_CPUID)
+                << in.mnemonic() << " sets ECX";
+        }
+    }
 }
 
 TEST(code, all_of_it_belongs_to_named_functions)
@@ -392,5 +408,5 @@ TEST(code, nothing_outside_the_variants_reaches_above_sse2)
             }
     }
     EXPECT_GE(others, 4)
-        << "init_dispatch, cpuid and the three plain functions were not seen";
+        << "init_dispatch, cpuid_query and the three plain functions were not seen";
 }

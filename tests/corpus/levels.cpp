@@ -28,11 +28,11 @@ constexpr const char* level_names[] = {"base",  "sse",   "sse2", "sse3",
 unsigned answering_level;
 
 /// A processor that has all levels up to answering_level.
-CpuidWords scripted(std::uint32_t leaf, std::uint32_t)
+void scripted(std::uint32_t leaf, CpuidWords& words)
 {
     constexpr std::uint32_t edx[] = {0, 1U << 25, 1U << 26};
     constexpr std::uint32_t ecx[] = {0, 0, 0, 1, 1U << 9, 1U << 19, 1U << 28};
-    CpuidWords words;
+    words = {};
     if (leaf == 0)
         words.eax = 7;
     for (unsigned i = 0; leaf == 1 && i <= answering_level; ++i) {
@@ -41,7 +41,6 @@ CpuidWords scripted(std::uint32_t leaf, std::uint32_t)
     }
     if (leaf == 7 && answering_level == 7)
         words.ebx = 1U << 5;
-    return words;
 }
 
 corpus::Kernels at(unsigned level)

@@ -32,11 +32,11 @@ probing::ModelRun run_alone(const rig::Processor& processor)
 {
     probing::ModelRun run;
     run.passed = 0;
+    probing::Machine machine(processor, 0, run.queries);
     probe(
-        [&](std::uint32_t leaf, std::uint32_t subleaf) {
-            run.queries.push_back({leaf, subleaf});
-            const rig::Words w = processor.answer(leaf, subleaf);
-            return CpuidWords{w.eax, w.ebx, w.ecx, w.edx};
+        [&](std::uint32_t leaf, CpuidWords& words) {
+            if (rig::Words w{}; machine.query(leaf, w))
+                words = {w.eax, w.ebx, w.ecx, w.edx};
         },
         [&](Level level) { run.passed |= 1U << static_cast<unsigned>(level); });
     return run;
@@ -109,14 +109,15 @@ rig::Processor processor(const std::uint8_t* bytes, std::size_t size)
 
 std::string probe_difference(const rig::Processor& processor)
 {
-    const probing::ModelRun want = probing::model_run(processor);
+    const probing::ModelRun rule = probing::model_run(processor, 0);
     const probing::ModelRun alone = run_alone(processor);
-    if (alone.passed != want.passed)
+    if (alone.passed != rule.passed)
         return "levels " + std::to_string(alone.passed) + ", by the rule " +
-               std::to_string(want.passed);
-    if (alone.queries != want.queries)
+               std::to_string(rule.passed);
+    if (alone.queries != rule.queries)
         return "other queries than the rule's";
     const rig::Library library(processor);
+    const auto want = probing::model_run(processor, library.queries().at(0).subleaf);
     if (library.queries() != want.queries)
         return "the library makes other queries than the rule's";
     return table_difference(library, want.passed);

@@ -22,32 +22,50 @@ struct ModelRun {
     std::vector<Query> queries;
 };
 
-/// Written from the rule, register by register: what the machine holds after each instruction.
-inline ModelRun model_run(const Processor& processor)
+/// A processor under the rule of one query, register by register: what the machine holds after each
+/// instruction. ECX at the first one may be anything.
+class Machine {
+public:
+    Machine(const Processor& processor, std::uint32_t ecx, std::vector<Query>& queries)
+        : processor_(processor), ecx_(ecx), queries_(queries)
+    {
+    }
+
+    /// Whether the range reaches the leaf; nothing is written to w if it does not.
+    bool query(std::uint32_t leaf, Words& w)
+    {
+        const std::uint32_t most = cpuid(leaf >= extended ? extended : 0).eax;
+        if (most == 0 || most < leaf)
+            return false;
+        w = cpuid(leaf);
+        return true;
+    }
+
+private:
+    Words cpuid(std::uint32_t leaf)
+    {
+        queries_.push_back({leaf, ecx_});
+        const Words w = processor_.answer(leaf, ecx_);
+        ecx_ = w.ecx;
+        return w;
+    }
+
+    const Processor& processor_;
+    std::uint32_t ecx_;
+    std::vector<Query>& queries_;
+};
+
+inline ModelRun model_run(const Processor& processor, std::uint32_t first_ecx)
 {
     ModelRun run;
-    std::uint32_t ecx_register = 0;
+    Machine machine(processor, first_ecx, run.queries);
     std::uint32_t a = 0;
     std::uint32_t b = 0;
     std::uint32_t c = 0;
     std::uint32_t d = 0;
-    const auto cpuid = [&](std::uint32_t leaf) {
-        run.queries.push_back({leaf, ecx_register});
-        Words w{};
-        if (const auto it = processor.by_subleaf.find({leaf, ecx_register});
-            it != processor.by_subleaf.end())
-            w = it->second;
-        else if (const auto plain = processor.leaves.find(leaf); plain != processor.leaves.end())
-            w = plain->second;
-        ecx_register = w.ecx;
-        return w;
-    };
     const auto ask = [&](std::uint32_t leaf) {
-        const std::uint32_t most = cpuid(leaf >= extended ? extended : 0).eax;
-        if (most != 0 && most >= leaf) {
-            const Words w = cpuid(leaf);
+        if (Words w{}; machine.query(leaf, w))
             a = w.eax, b = w.ebx, c = w.ecx, d = w.edx;
-        }
     };
     ask(0);
     std::string vendor;

@@ -8,7 +8,9 @@
 namespace {
 [[gnu::constructor]] void init_dispatch()
 {
-    cpuid(0, 0);
-    probe(cpuid, install);
+    std::uint32_t ecx = 0;
+    CpuidWords words;
+    cpuid_query(0, words, ecx);
+    probe([&](std::uint32_t leaf, CpuidWords& into) { cpuid_query(leaf, into, ecx); }, install);
 }
 } // namespace

@@ -17,11 +17,13 @@ constexpr unsigned char ud2_bytes[2] = {0x0f, 0x0b};
 
 int patched_copy(const ElfFile& file)
 {
+    // One query holds both, some bytes apart; a library of before has one.
     const std::vector<std::size_t> sites = cpuid_sites(file);
-    if (sites.size() != 1)
+    if (sites.empty() || sites.size() > 2 || sites.back() - sites.front() > 32)
         throw std::runtime_error("cannot tell which bytes are the library's CPUID");
     std::vector<char> bytes = file.bytes;
-    std::memcpy(bytes.data() + sites.front(), ud2_bytes, sizeof ud2_bytes);
+    for (const std::size_t site : sites)
+        std::memcpy(bytes.data() + site, ud2_bytes, sizeof ud2_bytes);
     const int fd = memfd_create("libsimd", MFD_CLOEXEC);
     if (fd < 0 || write(fd, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size()))
         throw std::runtime_error("cannot copy the library into memory");
@@ -31,11 +33,13 @@ int patched_copy(const ElfFile& file)
 } // namespace
 
 // The bytes may stand in another instruction's operand by chance: where the file has its symbols, only
-// the function that holds the instruction is searched.
+// the function that holds the instructions is searched.
 std::vector<std::size_t> cpuid_sites(const ElfFile& file)
 {
     const auto is_cpuid = [](const ElfSymbol& symbol) {
-        return symbol.type == STT_FUNC && symbol.name.find("5cpuid") != std::string::npos;
+        return symbol.type == STT_FUNC &&
+               (symbol.name.find("11cpuid_query") != std::string::npos ||
+                symbol.name.find("5cpuidE") != std::string::npos); // of a library of before
     };
     const auto function = std::find_if(file.symbols.begin(), file.symbols.end(), is_cpuid);
     std::vector<std::size_t> sites;
