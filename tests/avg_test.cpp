@@ -140,13 +140,16 @@ T some_level(const std::vector<T>& x, Random& random)
     }
 }
 
+template <class T>
+using Model = T(const T*, std::size_t, std::size_t, T);
+
 /// What exceeds the level adds nothing, not even +0: a sum that is -0, or a subnormal that the host's
 /// control word makes a zero, keeps its bits. Under each rounding, with and without FTZ and DAZ.
 template <class T>
-void sums_near_zero(Level level, std::function<T(const T*, std::size_t, T)> kernel,
-                    T (*model)(const T*, std::size_t, std::size_t, T))
+void sums_near_zero(Level level, const std::function<T(const T*, std::size_t, T)>& kernel,
+                    Model<T>* model)
 {
-    T (*volatile expected)(const T*, std::size_t, std::size_t, T) = model;
+    Model<T>* volatile const expected = model; // called under the control word, not computed before
     const T least = std::numeric_limits<T>::min();
     const T some[] = {T(-1.5) * least, T(1.5) * least, -least, least, T(-0.0), T(0.0), 5, 5};
     const unsigned before = _mm_getcsr();

@@ -575,8 +575,8 @@ template <class K>
 void head_under_control_words(Level level)
 {
     using T = typename K::Element;
-    T (*volatile expected)
-    (const T*, const T*, std::size_t, std::size_t, std::size_t) = model::fir_sum<T>;
+    using Sum = T(const T*, const T*, std::size_t, std::size_t, std::size_t);
+    Sum* volatile const expected = model::fir_sum<T>; // called under the control word
     const std::size_t lanes = model::fir_lanes<T>(level);
     const T least = std::numeric_limits<T>::min();
     const T some[] = {T(-1.5) * least, T(1.5) * least, -least, least, T(-0.0), T(0.0)};
