@@ -64,6 +64,8 @@ def _finish(array, result):
 def _number(given, name):
     try:
         return float(given)
+    except OverflowError:
+        raise ValueError(f"{name}: wanted a number that a double holds, got one beyond") from None
     except (TypeError, ValueError):
         raise TypeError(f"{name}: wanted a number, got {type(given).__name__}") from None
 
