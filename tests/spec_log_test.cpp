@@ -653,4 +653,20 @@ TEST(spec_log_f64, infinity_one_and_hundred)
     EXPECT_TRUE(rig::same_bits(levels, out.data(), 3));
 }
 
+/// Whatever the system's logarithm makes of the upper halves: it finds them clear, and so does the
+/// caller afterwards.
+TEST(spec_log_f32, avx2_clears_before_and_after_the_systems_logarithm)
+{
+    float values[31] = {1.0F};
+    rig::Library& library = rig::at(Level::avx2);
+    library.intercept("log10f", reinterpret_cast<void*>(&rig::Dirtying::call));
+    for (const std::size_t n : {0U, 1U, 31U}) {
+        rig::Dirtying::found_dirty = false;
+        EXPECT_TRUE(
+            armed(Level::avx2, [&] { kernel_at<float>(Level::avx2)(values, n, values, 1.0F); }));
+        EXPECT_FALSE(rig::Dirtying::found_dirty && n == 1) << n;
+    }
+    library.release();
+}
+
 } // namespace

@@ -385,6 +385,21 @@ TEST(vfilter2_chunk, samples_on_the_centre)
         }
 }
 
+/// Whatever the system's exponential makes of the upper halves: it finds them clear, and so does the
+/// caller afterwards.
+TEST(vfilter2_chunk, avx2_clears_before_and_after_the_systems_exponential)
+{
+    const Expf dirtying(Level::avx2, &rig::Dirtying::call);
+    const float x[25] = {1.0F};
+    for (const std::size_t n : {1U, 9U, 17U, 25U}) { // one single sample each
+        rig::Dirtying::found_dirty = false;
+        EXPECT_TRUE(armed(Level::avx2, [&] {
+            KERNEL(at(Level::avx2), vfilter2_chunk)(x, x, n, 0.0F);
+        }));
+        EXPECT_FALSE(rig::Dirtying::found_dirty) << n;
+    }
+}
+
 /// 8 to 15 samples at AVX2 are SSE2's, and 16 are not.
 TEST(vfilter2_chunk, avx2_short_chunks_as_sse2)
 {

@@ -58,6 +58,14 @@ bool upper_halves_visible()
     return yes;
 }
 
+float Dirtying::call(float v)
+{
+    if (upper_halves_visible())
+        found_dirty = found_dirty || (xgetbv(1) & 4) != 0;
+    dirty_upper_halves();
+    return v;
+}
+
 Outcome watch(bool dirty, const std::function<void()>& body)
 {
     Outcome outcome;

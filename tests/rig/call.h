@@ -28,6 +28,13 @@ testing::AssertionResult armed(Level level, const std::function<void()>& body);
 /// Whether the call ends in a memory fault (a named fault of the contract).
 bool faults(const std::function<void()>& body);
 
+/// Stands in for a function of one float that a kernel calls: notes whether the upper halves were in
+/// use when it was called, and leaves them in use.
+struct Dirtying {
+    static inline bool found_dirty;
+    static float call(float v);
+};
+
 /// Whether this machine can tell dirty upper halves (XGETBV with index 1) and has AVX at all.
 bool upper_halves_visible();
 
