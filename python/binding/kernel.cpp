@@ -24,6 +24,22 @@ CpuidWords cpuid(std::uint32_t leaf, std::uint32_t subleaf)
     return out;
 }
 
+/// Asks as the library does, with what each CPUID left in ECX as the sub-leaf of the next.
+void ask_processor()
+{
+    std::uint32_t ecx = 0;
+    const auto query = [&ecx](std::uint32_t leaf, CpuidWords& words) {
+        const CpuidWords range = cpuid(leaf & extended_range, ecx);
+        ecx = range.ecx;
+        if (range.eax == 0 || range.eax < leaf)
+            return;
+        words = cpuid(leaf, ecx);
+        ecx = words.ecx;
+    };
+    ::probe(query,
+            [](::Level level) { levels_reported.at(static_cast<std::size_t>(level)) = true; });
+}
+
 bool wide_registers_now()
 {
     const auto words = cpuid(1, 0);
@@ -110,8 +126,7 @@ void load(const std::string& path)
     if (dlinfo(library, RTLD_DI_LINKMAP, &map) == 0)
         path_found = map->l_name;
 
-    ::probe(cpuid,
-            [](::Level level) { levels_reported.at(static_cast<std::size_t>(level)) = true; });
+    ask_processor();
     wide_registers = wide_registers_now();
     for (Kernel& k : kernels())
         choose_variant(k);

@@ -35,13 +35,17 @@ View view(H given, const char* name, unsigned traits = read)
     return Call(plain).array<T>(given, name, traits);
 }
 
+/// As wide as T, so that the compiler compares a vector at a time.
+template <class T>
+using Mask = std::conditional_t<sizeof(T) == 4, std::uint32_t, std::uint64_t>;
+
 template <class T>
 bool any_nan(const T* x, std::size_t n)
 {
-    bool found = false;
+    Mask<T> found = 0;
     for (std::size_t i = 0; i < n; ++i)
-        found |= std::isnan(x[i]);
-    return found;
+        found |= x[i] != x[i] ? ~Mask<T>{0} : Mask<T>{0};
+    return found != 0;
 }
 
 /// Minimum and maximum of at least one element, NaN if there is any.
@@ -169,14 +173,14 @@ void decibels_f32(H in, H out, float offset)
         const std::size_t n = std::min(chunk, all - at);
         const std::size_t whole = std::max<std::size_t>((n + 7) / 8 * 8, 32);
         const bool fits = n == whole && i.modulo(32) == 0 && o.modulo(32) == 0;
-        bool infinite = false;
+        Mask<float> infinite = 0;
         for (std::size_t j = 0; j < n; ++j)
-            infinite |= from[j] == std::numeric_limits<float>::infinity();
-        if (infinite || !fits) {
+            infinite |= from[j] == std::numeric_limits<float>::infinity() ? 1U : 0U;
+        if (infinite != 0 || !fits) {
             std::copy_n(from, n, powers);
             std::fill(powers + n, powers + whole, 1.0F);
             log(powers, whole, row, offset);
-            for (std::size_t j = 0; j < n && infinite; ++j)
+            for (std::size_t j = 0; j < n && infinite != 0; ++j)
                 if (powers[j] == std::numeric_limits<float>::infinity())
                     row[j] = powers[j];
             std::copy_n(row, n, to);
