@@ -141,10 +141,11 @@ Coding coding_by_look(const std::string& start)
         return {Number::f32};
     double low = 0, high = 0, from_zero = 0, from_middle = 0;
     for (std::size_t i = 0; i != n; ++i) {
-        const int code = static_cast<signed char>(start[i]);
+        const int byte = static_cast<unsigned char>(start[i]);
+        const int code = byte < 128 ? byte : byte - 256;
         (i % 2 == 0 ? low : high) += std::abs(code);
         from_zero += std::abs(code);
-        from_middle += std::abs(static_cast<unsigned char>(start[i]) - 127.5);
+        from_middle += std::abs(byte - 127.5);
     }
     if (from_middle < from_zero)
         return {Number::u8};
