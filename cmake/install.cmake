@@ -1,4 +1,4 @@
-# What cmake --install puts where: the library with its header, a CMake package and a pkg-config file,
+# What cmake --install puts where: the library with its headers, a CMake package and a pkg-config file,
 # and, where they are built, the tools with their documents. Nothing installed holds a path of its own,
 # so the tree may be moved.
 include(GNUInstallDirs)
@@ -8,7 +8,8 @@ set(simd_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/libsimd)
 install(TARGETS simd EXPORT libsimd
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime
     INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(FILES include/libsimd.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+install(FILES include/libsimd.h include/libsimd.hpp DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+    COMPONENT development)
 
 # find_package(libsimd) gives libsimd::libsimd, as add_subdirectory does.
 write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/libsimdConfigVersion.cmake

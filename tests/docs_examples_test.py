@@ -4,6 +4,7 @@ import array
 import cmath
 import math
 import pathlib
+import re
 import subprocess
 import sys
 import unittest
@@ -56,6 +57,16 @@ class Hosts(unittest.TestCase):
                      f"peak, smoothed over three bins: bin 700, "
                      f"{10 * math.log10((2000 + 0.75) / 1.5):.1f} dB above the floor"],
                     "link_host_cpp")
+
+    def test_span_host(self):
+        result = run("span_host", text=True)
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        step, peak, floor = (float(x) for x in re.fullmatch(
+            r"step (\S+), peak (\S+) dB, floor (\S+) dB\n", result.stdout).groups())
+        self.assertAlmostEqual(step, 1.958 / 255, 4)
+        self.assertAlmostEqual(peak, 20 * math.log10(250 / 4), 1)
+        noise = 10 * math.log10(250 * step ** 2 / 12)  # of the codes, in each bin
+        self.assertLess(abs(floor - noise), 3)
 
     def test_load_host_c(self):
         self.prints(["libsimd: 0.0 1.0 3.0 2.0", "filtered: 0.75-0.75i 0.25-0.25i"],

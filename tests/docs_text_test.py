@@ -4,6 +4,7 @@ import json
 import os
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -66,6 +67,34 @@ int main(void)
 }
 """)
 
+    def test_host_of_the_cpp_page_runs(self):
+        host = re.search(r"```cpp\n(.*?)```", text("docs/cpp.md"), re.S)[1]
+        self.run_program(host, "from -1.00 to 0.98, mean -0.0110\n", ".cpp", "-std=c++20")
+
+    @unittest.skipUnless(shutil.which("bindgen", path="/usr/bin") and shutil.which("rustc", path="/usr/bin"),
+                         "Debian's bindgen and rustc are not installed")
+    def test_rust_program_runs(self):
+        page = text("docs/other-languages.md")
+        commands = re.search(r"\n    (bindgen .*)\n    (rustc .*)\n", page)
+        with tempfile.TemporaryDirectory() as folder:
+            program = re.search(r"```rust\n(.*?)```", page, re.S)[1]
+            self.assertLessEqual(len(program.splitlines()), 10)
+            pathlib.Path(folder, "main.rs").write_text(program, encoding="ascii")
+            header = str(source / "include/libsimd.h")
+            here = ["-L", build, "-C", f"link-arg=-Wl,-rpath,{build}"]
+            for command, more in ((commands[1].replace("/usr/include/libsimd.h", header), []), (commands[2], here)):
+                result = subprocess.run([*command.split(), *more], cwd=folder, capture_output=True, text=True,
+                                        env={"PATH": "/usr/bin:/bin"})
+                self.assertEqual(result.returncode, 0, result.stderr)
+                self.assertNotIn("warning", result.stderr)
+            result = subprocess.run([f"{folder}/main"], capture_output=True, text=True)
+        self.assertEqual((result.returncode, result.stdout),
+                         (0, "step 0.0000302, centre -0.0100, codes [-32768, -32106, -31444]\n"))
+
+    def test_kernel_list_is_as_shown(self):
+        shown = json.loads(re.search(r"```json\n(.*?)```", text("docs/other-languages.md"), re.S)[1])
+        self.assertEqual(shown, {key: kernels[shown["name"]][key] for key in shown})
+
     def test_guard_of_the_faq_runs(self):
         guard = re.search(r"\n\n((?:    .*\n)+)", text("docs/faq.md").split(
             "## How does my host guard itself?")[1])[1]
@@ -78,14 +107,14 @@ int main(void)
     unsigned a, b, c, d;
 """ + guard + "    return 0;\n}\n")
 
-    def run_program(self, code):
+    def run_program(self, code, prints="", suffix=".c", *flags):
         with tempfile.TemporaryDirectory() as folder:
-            path = pathlib.Path(folder, "host.c")
+            path = pathlib.Path(folder, "host" + suffix)
             path.write_text(code, encoding="ascii")
-            subprocess.run([compiler, "-Wall", path, f"-I{source}/include", f"-L{build}", "-lsimd",
-                            f"-Wl,-rpath,{build}", "-o", f"{folder}/host"], check=True)
+            subprocess.run([compiler, "-Wall", *flags, path, f"-I{source}/include", f"-L{build}", "-lsimd",
+                            "-lstdc++", f"-Wl,-rpath,{build}", "-o", f"{folder}/host"], check=True)
             result = subprocess.run([f"{folder}/host"], capture_output=True, text=True)
-            self.assertEqual((result.returncode, result.stderr), (0, ""))
+            self.assertEqual((result.returncode, result.stdout, result.stderr), (0, prints, ""))
 
     def test_demands_in_the_faq_are_those_of_the_header(self):
         told = {}

@@ -83,8 +83,8 @@ class Installed(Case):
         library = next(prefix.rglob("libsimd.so"))
         self.assertTrue(filecmp.cmp(library, build / "libsimd.so", shallow=False))
         self.assertEqual([p.name for p in library.parent.iterdir() if p.is_file()], ["libsimd.so"])
-        texts = [p for p in prefix.rglob("*") if p.suffix in (".cmake", ".pc", ".h")]
-        self.assertEqual({p.name for p in texts} - {"libsimd.h"},
+        texts = [p for p in prefix.rglob("*") if p.suffix in (".cmake", ".pc", ".h", ".hpp")]
+        self.assertEqual({p.name for p in texts} - {"libsimd.h", "libsimd.hpp"},
                          {"libsimdConfig.cmake", "libsimdConfigVersion.cmake", "libsimd.pc",
                           next(p.name for p in texts if p.name.startswith("libsimdConfig-"))})
         for text in texts:
@@ -116,9 +116,9 @@ class PkgConfig(Case):
         self.assertEqual(self.good("pkg-config", "--modversion", "libsimd", **where), "1.0.0\n")
         flags = shlex.split(self.good("pkg-config", "--cflags", "--libs", "libsimd", **where))
         self.assertIn("-lsimd", flags)
-        for compiler, language in (("cc", "c"), ("c++", "cpp")):
+        for compiler, standard, language in (("cc", "c11", "c"), ("c++", "c++20", "cpp")):
             host = self.folder / f"host_{language}"
-            self.good(compiler, here / "consumer" / f"host.{language}", "-o", host, *flags)
+            self.good(compiler, f"-std={standard}", here / "consumer" / f"host.{language}", "-o", host, *flags)
         self.hosts_answer(self.folder, LD_LIBRARY_PATH=str(library))
 
 
