@@ -4,6 +4,7 @@ import array
 import json
 import math
 import os
+import pathlib
 import pty
 import subprocess
 import threading
@@ -174,6 +175,50 @@ class Outputs(Case):
         self.assertLessEqual(max(map(len, said.splitlines())), 100)
         self.assertRegex(self.succeeds("--version").stdout.decode(), r"^simd-waterfall \d+\.\d+")
         self.assertEqual(self.names(), [])
+
+
+def check(schema, value, where="$"):
+    """Faults of a value, by the words of JSON Schema that ours uses."""
+    kinds = schema.get("type", [])
+    python = {"object": dict, "array": list, "string": str, "boolean": bool, "number": (int, float),
+              "integer": int, "null": type(None)}
+    kinds = [kinds] if isinstance(kinds, str) else kinds
+    if not any(isinstance(value, python[k]) and not (isinstance(value, bool) and k != "boolean")
+               for k in kinds):
+        return [f"{where}: {value!r} is no {kinds}"]
+    faults = [f"{where}: no {key}" for key in schema.get("required", []) if key not in value]
+    if "minimum" in schema and value < schema["minimum"]:
+        faults.append(f"{where}: {value}")
+    for key, inner in schema.get("properties", {}).items():
+        if key in value:
+            faults += check(inner, value[key], f"{where}.{key}")
+    if "items" in schema:
+        for at, inner in enumerate(value):
+            faults += check(schema["items"], inner, f"{where}[{at}]")
+    return faults
+
+
+class Schema(Case):
+    schema = json.loads((pathlib.Path(__file__).parent.parent /
+                         "docs/simd-waterfall.schema.json").read_text())
+
+    def test_figures_keep_it(self):
+        self.write("silence.cs16", bytes(40000))
+        self.write("odd.f32", array.array("f", [0.1, math.nan] * 5000).tobytes())
+        for arguments in ([], ["--timings"], ["silence.cs16"], ["--channel", "100k", "--decimate", "8"]):
+            self.assertEqual(check(self.schema, self.figures(*arguments)), [])
+        odd = self.succeeds("odd.f32", "--no-pictures", "--quiet", "--json", "-").stdout
+        self.assertEqual(check(self.schema, json.loads(odd)), [])
+
+    def test_what_does_not_is_told(self):
+        figures = self.figures()
+        for change in (lambda f: f.pop("version"), lambda f: f["lines"][0].pop("level_dbfs"),
+                       lambda f: f["settings"].update(fft="2048"),
+                       lambda f: f["recording"].update(samples=-1),
+                       lambda f: f["levels"].update(clipped=True)):
+            wrong = json.loads(json.dumps(figures))
+            change(wrong)
+            self.assertEqual(len(check(self.schema, wrong)), 1)
 
 
 class LongInputs(Case):
