@@ -161,13 +161,21 @@ unsigned thread_count(const Settings& settings)
                                  : std::clamp(std::thread::hardware_concurrency(), 1U, most);
 }
 
+/// Bins at both ends that lie on the slope of a channel's filter: no floor and no line is there.
+std::size_t slope_bins(std::size_t bins, const Settings& settings)
+{
+    const double share = flat_share(settings.decimate);
+    return (bins - static_cast<std::size_t>(share * static_cast<double>(bins))) / 2;
+}
+
 /// The whole recording through all threads.
 struct Chain {
     Chain(const Recording& recording, const Settings& settings)
         : real(!is_complex(recording.format) && !settings.has_channel()),
           cut(settings, settings.has_channel() ? Format::cf64 : recording.format,
               real ? settings.fft / 2 : settings.fft),
-          columns(cut.bins, settings.reduce == "max"), frames(cut, columns, settings)
+          columns(cut.bins, settings.reduce == "max"), frames(cut, columns, settings),
+          bursts(cut, slope_bins(cut.bins, settings))
     {
     }
 
@@ -198,6 +206,7 @@ struct Chain {
                 workers.add(block.timings);
                 levels.add(block.levels);
                 frames.add(block, workers);
+                bursts.add(block, frames.mean(), workers);
             });
         pipeline.run();
         a.timings.add(workers);
@@ -209,6 +218,7 @@ struct Chain {
     Cut cut;
     Columns columns;
     Frames frames;
+    BurstFinder bursts;
     double noise_bins = 1;
 };
 
@@ -269,13 +279,6 @@ void place(Analysis& a, std::size_t bins, bool real)
     a.first_hz = real ? a.recording.center : middle - a.bin_hz * static_cast<double>(zero_bin);
 }
 
-/// Bins at both ends that lie on the slope of a channel's filter: no floor and no line is there.
-std::size_t slope_bins(std::size_t bins, const Settings& settings)
-{
-    const double share = flat_share(settings.decimate);
-    return (bins - static_cast<std::size_t>(share * static_cast<double>(bins))) / 2;
-}
-
 double decibels(double power) { return 10.0 * std::log10(power); }
 
 void conclude(Analysis& a, Chain& chain)
@@ -308,6 +311,11 @@ void conclude(Analysis& a, Chain& chain)
     a.lines = find_lines(mean, smooth,
                          {a.first_hz, a.bin_hz, a.settings.window, a.settings.fft, weighted,
                           noise_bins, chain.real, floor, slope, a.frames, a.settings.lines});
+    const double hop = static_cast<double>(a.settings.hop()) / a.rate;
+    const double frame = static_cast<double>(a.settings.fft) / a.rate;
+    a.bursts = chain.bursts.finish({a.first_hz, a.bin_hz, frame / 2, hop, a.seconds(), a.frames},
+                                   a.settings.bursts);
+    a.bursts_found = chain.bursts.count();
     a.waterfall = make_codes(frames.rows(), a.settings.low_db, a.settings.high_db, timings);
     a.waterfall.bins_per_column = chain.columns.most_bins();
 }

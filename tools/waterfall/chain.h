@@ -2,6 +2,7 @@
 #ifndef WATERFALL_CHAIN_H
 #define WATERFALL_CHAIN_H
 
+#include "waterfall/bursts.h"
 #include "waterfall/codes.h"
 #include "waterfall/levels.h"
 #include "waterfall/lines.h"
@@ -35,7 +36,9 @@ struct Analysis {
     std::vector<float> smooth_db;        // the mean, smoothed along the spectrum
     double floor_db = 0;                 // NaN where there is none: silence, or no noise
     Levels levels;
-    std::vector<Line> lines; // strongest first
+    std::vector<Line> lines;   // strongest first
+    std::vector<Burst> bursts; // the strongest, in the order of time
+    std::uint64_t bursts_found = 0;
     Waterfall waterfall;
     Timings timings;
 

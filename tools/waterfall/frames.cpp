@@ -1,6 +1,7 @@
 #include "waterfall/frames.h"
 
 #include "libsimd.h"
+#include "waterfall/floor.h"
 #include "waterfall/unpack.h"
 
 #include <algorithm>
@@ -29,7 +30,7 @@ Cut::Cut(const Settings& settings, Format samples_format, std::size_t bins_)
 
 Block::Block(const Cut& cut, const Columns& columns)
     : raw(cut.samples * bytes_per_sample(cut.format)), power(cut.frames * cut.bins), mean(cut.bins),
-      peak(cut.bins), rows(cut.frames * columns.stride())
+      mean_db(cut.bins), peak(cut.bins), rows(cut.frames * columns.stride())
 {
 }
 
@@ -83,6 +84,10 @@ void Transformer::transform(Block& block)
             iir1_f64(power, bins, block.mean.data(), 1.0 / static_cast<double>(k + 1));
         max_array_f64(block.peak.data(), power, bins);
     }
+    // Aligned, and a multiple of 8: spec_log_f32's blocks have no tail.
+    std::transform(block.mean.begin(), block.mean.end(), block.mean_db.begin(), narrow);
+    const Timed timed(block.timings.kernels);
+    spec_log_f32(block.mean_db.data(), bins, block.mean_db.data(), 0.0F);
 }
 
 void Transformer::reduce(Block& block)

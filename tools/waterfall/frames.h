@@ -41,6 +41,7 @@ struct Block {
     std::size_t unit = 1;  // frames in an element of rows
     Buffer<double> power;  // of each frame, that in part at the end
     Buffer<double> mean;   // of the whole ones
+    Buffer<float> mean_db; // the same in decibels
     Buffer<double> peak;
     Buffer<double> rows; // by column, each of `unit` frames
     Levels levels;

@@ -146,6 +146,7 @@ void add_analysis(CLI::App& app, Settings& s)
     add("--threads", s.threads, "N",
         "threads that transform; default: the processors,\nup to 16; the figures do not depend on "
         "it");
+    add("--bursts", s.bursts, "N", "bursts reported, the strongest; default 10");
     add("--lines", s.lines, "N", "lines reported, strongest first; default 10");
 }
 

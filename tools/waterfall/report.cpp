@@ -153,6 +153,24 @@ std::vector<std::string> levels_installed()
     return names;
 }
 
+json burst_json(const Burst& burst, double center)
+{
+    return {{"start_s", burst.start},
+            {"duration_s", burst.duration},
+            {"center_hz", burst.center},
+            {"offset_hz", burst.center - center},
+            {"bandwidth_hz", burst.bandwidth},
+            {"level_dbfs", rounded(burst.level_db)},
+            {"above_floor_db", rounded(burst.above_db)}};
+}
+
+std::string burst_row(const Burst& burst)
+{
+    return fmt::format("{:>10.6f} s  {:>15}  {:>13}  {:>12}  {:>10.1f}  {:>10.1f}\n", burst.start,
+                       frequency_text(burst.center, 9), duration_text(burst.duration),
+                       frequency_text(burst.bandwidth, 4), burst.level_db, burst.above_db);
+}
+
 std::string line_row(std::size_t number, const Line& line, double center)
 {
     const std::string above =
@@ -170,6 +188,9 @@ json to_json(const Analysis& a, bool with_timings)
     json lines = json::array();
     for (const Line& line : a.lines)
         lines.push_back(line_json(line, a.recording.center));
+    json bursts = json::array();
+    for (const Burst& burst : a.bursts)
+        bursts.push_back(burst_json(burst, a.recording.center));
     json out = {{"version", LIBSIMD_VERSION},
                 {"levels_installed", levels_installed()},
                 {"recording", recording_json(a)},
@@ -178,7 +199,9 @@ json to_json(const Analysis& a, bool with_timings)
                  {{"level_dbfs", rounded(a.floor_db)},
                   {"density_dbfs_per_hz", rounded(a.floor_db - 10 * std::log10(a.noise_hz))}}},
                 {"levels", levels_json(a)},
-                {"lines", lines}};
+                {"lines", lines},
+                {"bursts", bursts},
+                {"bursts_found", a.bursts_found}};
     if (with_timings)
         out["throughput"] = timings_json(a);
     return out;
@@ -205,6 +228,13 @@ std::string table(const Analysis& a)
             "  #        frequency         offset     bandwidth  power dBFS  line dBFS  over floor");
     for (std::size_t i = 0; i < a.lines.size(); ++i)
         out += line_row(i + 1, a.lines[i], a.recording.center);
+    if (!a.bursts.empty()) {
+        print(fmt::format("bursts: {}{}", a.bursts_found,
+                          a.bursts_found > a.bursts.size() ? ", the strongest of them" : ""));
+        print("       start        frequency       duration     bandwidth   peak dBFS  over floor");
+    }
+    for (const Burst& burst : a.bursts)
+        out += burst_row(burst);
     const Shares s = shares(a);
     print(
         fmt::format("{:.3f} s, {:.1f} MS/s: reading {} %, kernels {} %, FFTW {} %, pictures {} %, "

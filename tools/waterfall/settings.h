@@ -21,6 +21,7 @@ struct Settings {
     std::size_t lines = 10;        // strongest lines in the report
     std::string reduce = "max";    // of the bins that share a column: max or mean
     bool max_hold = false;         // a row shows its strongest frame, not their mean
+    std::size_t bursts = 10;       // strongest bursts in the report
     std::optional<double> low_db;  // colour range; chosen from the recording where not given
     std::optional<double> high_db;
 
