@@ -41,6 +41,10 @@ using Offender = void();
 {
     asm("stmxcsr -8(%rsp)\n\torl $0x3f, -8(%rsp)\n\tldmxcsr -8(%rsp)\n\tret");
 }
+[[gnu::naked]] void clears_flags()
+{
+    asm("stmxcsr -8(%rsp)\n\tandl $~0x20, -8(%rsp)\n\tldmxcsr -8(%rsp)\n\tret");
+}
 [[gnu::naked]] void dirties_ymm() { asm("vcmptrueps %ymm0, %ymm0, %ymm3\n\tret"); }
 [[gnu::naked]] void clears_ymm() { asm("vzeroupper\n\tret"); }
 [[gnu::naked]] void writes_to_null() { asm("movl $0, 0\n\tret"); }
@@ -102,6 +106,27 @@ TEST(calls, control_bits_are_reported_and_restored)
         EXPECT_EQ(said_of(offender), "MXCSR control bits changed");
         EXPECT_EQ(__builtin_ia32_stmxcsr() & ~0x3FU, before & ~0x3FU);
     }
+}
+
+TEST(calls, control_word_is_the_one_asked_for)
+{
+    const unsigned before = __builtin_ia32_stmxcsr();
+    for (const unsigned mxcsr : {0x1F80U, 0x9F80U, 0x7FC0U, 0xFFFFU}) {
+        unsigned within = 0;
+        unsigned flags = 0;
+        EXPECT_TRUE(armed(
+            Level::sse2, [&] { within = __builtin_ia32_stmxcsr(); }, mxcsr, &flags));
+        EXPECT_EQ(within, mxcsr);
+        EXPECT_EQ(flags, mxcsr & exception_flags);
+        EXPECT_TRUE(armed(Level::sse2, raises_flags, mxcsr, &flags));
+        EXPECT_EQ(flags, exception_flags);
+        EXPECT_EQ(__builtin_ia32_stmxcsr(), before);
+    }
+    EXPECT_EQ(std::string(armed(Level::sse2, clears_flags, 0x1FBF).message()),
+              "MXCSR exception flags cleared");
+    EXPECT_TRUE(armed(Level::sse2, clears_flags, 0x1F80));
+    EXPECT_EQ(std::string(armed(Level::sse2, rounds_down, 0x1FBF).message()),
+              "MXCSR control bits changed");
 }
 
 TEST(calls, dirty_upper_halves_are_reported)

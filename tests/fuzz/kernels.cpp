@@ -1,5 +1,7 @@
 #include "fuzz/kernels.h"
 
+#include "proof/sweep.h"
+
 #include <cstdio>
 #include <cstdlib>
 
@@ -10,8 +12,8 @@ constexpr std::size_t header = 7; // bytes before the offsets
 
 } // namespace
 
-// kernel, level, count (2), kind of data and edge, seed (2), an offset for each pointer; what is
-// left is laid over the inputs.
+// kernel, level, count (9 bits), MXCSR's setting and flags (5), kind of data and edge, seed (2), an
+// offset for each pointer; what is left is laid over the inputs.
 Input decode(const std::vector<proof::Kernel>& kernels, const std::uint8_t* bytes, std::size_t size)
 {
     const auto byte = [&](std::size_t i) { return i < size ? bytes[i] : std::uint8_t{0}; };
@@ -21,6 +23,8 @@ Input decode(const std::vector<proof::Kernel>& kernels, const std::uint8_t* byte
     input.level = levels[byte(1) % levels.size()];
     proof::Case& given = input.given;
     given.n = byte(2) + (byte(3) % 2) * std::size_t{256};
+    given.mxcsr =
+        proof::setting(byte(3) >> 1 & 15U) | ((byte(3) >> 5 & 1) != 0 ? rig::exception_flags : 0);
     given.data = static_cast<proof::Data>((byte(4) >> 1) % proof::data_kinds);
     given.edge = (byte(4) & 1) == 0 ? rig::Edge::end : rig::Edge::start;
     given.seed = byte(5) + byte(6) * 256U;

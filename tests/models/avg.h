@@ -10,12 +10,7 @@ namespace avg {
 
 // `at` is the address of x[0] modulo 64.
 
-// The long double holds every 64-bit count, so that only one rounding is left.
-template <class T>
-T as_element(std::uint64_t n)
-{
-    return static_cast<T>(static_cast<long double>(n));
-}
+using model::as_element;
 
 template <class T>
 T avg_base(const T* x, std::size_t n, std::size_t)

@@ -10,11 +10,7 @@ namespace minmaxmed {
 
 // `at` is the address of p[0] modulo 64. Any of min, max and mean may be the same cell.
 
-template <class T>
-T as_element(std::uint64_t n)
-{
-    return static_cast<T>(static_cast<long double>(n)); // one rounding
-}
+using model::as_element;
 
 template <class T>
 void fold_in(T x, T& min, T& max, T& mean)

@@ -223,7 +223,7 @@ struct Quantiser {
     U single(T x) const { return static_cast<U>(model::truncate(scaled(x))); }
     U block(T x) const
     {
-        const std::int32_t v = model::round_to_even(scaled(x));
+        const std::int32_t v = model::rounded(scaled(x));
         if (narrow == Narrow::wrap)
             return static_cast<U>(v);
         constexpr std::int32_t low = std::numeric_limits<U>::min();

@@ -1,6 +1,6 @@
 #include "proof/proof.h"
 
-#include "rig/call.h"
+#include "rig/gate.h"
 #include "rig/model.h"
 #include "stats_patterns.h"
 
@@ -42,6 +42,60 @@ T special_value(unsigned which)
     }
 }
 
+/// Subnormals and the numbers above them; if `crossed`, also such as make these of products.
+template <class T>
+T small_value(rig::Random& random, bool crossed)
+{
+    using F = model::Format<T>;
+    using B = typename F::Bits;
+    constexpr std::uint64_t bias = std::numeric_limits<T>::max_exponent - 1;
+    constexpr std::uint64_t digits = std::numeric_limits<T>::digits;
+    const auto number = [&](std::uint64_t exponent, std::uint64_t mantissa) {
+        const B sign = random.below(2) != 0 ? F::sign : B{0};
+        return model::from_bits<T>(sign | static_cast<B>(exponent << (digits - 1)) |
+                                   (static_cast<B>(mantissa) & F::mantissa));
+    };
+    const std::uint64_t any = random.bits();
+    if (crossed && any % 2 == 0)
+        return number(bias - random.below(8), any >> 8);
+    if (crossed && any % 8 == 1)
+        return number(bias / 2 - random.below(digits), any >> 8);
+    switch (any >> 3 & 3) {
+    case 0:
+        return number(0, any >> 8);
+    case 1:
+        return number(0, any >> 8 & 7);
+    case 2:
+        return number(1 + random.below(3), any >> 8);
+    default: // of few bits: the sums come near zero
+        return number(1 + random.below(2), (any >> 8 & 7) << (digits - 4));
+    }
+}
+
+template <class T>
+T halves_value(rig::Random& random)
+{
+    constexpr T last = std::numeric_limits<T>::epsilon();
+    static constexpr T few[] = {T(1),         1 + last,       2 - last, T(1.5),
+                                1 + 2 * last, last,           last / 2, last / 2 * (1 + last),
+                                last / 4,     T(3) * last / 4};
+    const T x = few[random.below(std::size(few))];
+    return random.below(2) != 0 ? -x : x;
+}
+
+template <class T>
+T value(rig::Random& random, Data kind, bool second_half)
+{
+    if constexpr (std::is_floating_point_v<T>) {
+        if (kind == Data::small)
+            return small_value<T>(random, second_half);
+        if (kind == Data::halves)
+            return halves_value<T>(random);
+    }
+    return patterns::make<T>(random, kind == Data::fitting ? patterns::Pattern::ordinary
+                                                           : static_cast<patterns::Pattern>(kind));
+}
+
 /// Many values of a kind, made once and the same in every run; arrays are slices of it.
 template <class T>
 const T* pool(Data data)
@@ -52,13 +106,13 @@ const T* pool(Data data)
             rig::Random random = rig::Random::fixed(1000 + k);
             const auto kind = static_cast<Data>(k);
             const bool any = kind == Data::bits || (std::is_integral_v<T> && kind > Data::ties);
-            const auto pattern = static_cast<patterns::Pattern>(kind == Data::fitting ? 0 : k);
-            for (T& x : pools[k]) {
+            for (std::size_t i = 0; i < pool_elements; ++i) {
+                T& x = pools[k][i];
                 const std::uint64_t bits = random.bits();
                 if (any)
                     std::memcpy(&x, &bits, sizeof x);
                 else
-                    x = patterns::make<T>(random, pattern);
+                    x = value<T>(random, kind, i >= pool_elements / 2);
             }
         }
         return pools;
@@ -77,7 +131,7 @@ Slot& slot(std::size_t i)
     return slots.at(i);
 }
 
-void* resolve(const Kernel& kernel, Level level)
+void* resolve(const Kernel& kernel, Level level, bool behind_gate)
 {
     static std::map<std::pair<const Kernel*, Level>, void*> known;
     void*& address = known[{&kernel, level}];
@@ -85,14 +139,15 @@ void* resolve(const Kernel& kernel, Level level)
         void* symbol = rig::at(level).symbol(kernel.name);
         address = kernel.function ? symbol : *static_cast<void**>(symbol);
     }
-    return address;
+    return behind_gate ? const_cast<void*>(rig::behind_gate(address)) : address;
 }
 
 } // namespace
 
 Call::Call(const Kernel& kernel, Level at_level, const Case& given)
     : level(at_level), n(given.n), kernel_(kernel), case_(given),
-      function_(resolve(kernel, at_level)), random_(rig::Random::fixed(given.seed)), raw_(given.raw)
+      function_(resolve(kernel, at_level, given.trace != nullptr)),
+      random_(rig::Random::fixed(given.seed)), raw_(given.raw)
 {
 }
 
@@ -159,12 +214,31 @@ T Call::number()
     return value;
 }
 
+void Call::expect(const std::function<void()>& model)
+{
+    _mm_setcsr(case_.mxcsr & ~rig::exception_flags);
+    model();
+    raised_ |= _mm_getcsr() & rig::exception_flags;
+    _mm_setcsr(rig::usual_mxcsr);
+}
+
 void Call::run(Level armed_as, const std::function<void()>& body)
 {
+    if (case_.trace != nullptr)
+        armed_as = Level::base; // between steps the upper halves are ours
     note(&Record::Piece::before);
-    if (const auto fine = rig::armed(armed_as, body); !fine) {
+    unsigned flags = 0;
+    const auto call = [&] {
+        if (case_.trace == nullptr)
+            body();
+        else
+            *case_.trace = rig::traced(rig::at(level), body);
+    };
+    if (const auto fine = rig::armed(armed_as, call, case_.mxcsr, &flags); !fine) {
         mix(0xBAD);
         fail(fine.message());
+    } else if ((raised_ & ~flags) != 0) {
+        fail("MXCSR exception flags not raised: " + std::to_string(raised_ & ~flags));
     }
     note(&Record::Piece::after);
     compare();
@@ -172,8 +246,10 @@ void Call::run(Level armed_as, const std::function<void()>& body)
 
 void Call::faults(const std::function<void()>& body)
 {
+    if (case_.trace != nullptr)
+        return outside();
     note(&Record::Piece::before);
-    if (!rig::faults(body)) {
+    if (!rig::faults(body, case_.mxcsr)) {
         mix(0xBAD);
         fail("no fault where the contract has one");
     }

@@ -54,24 +54,26 @@ void pack_kernel(Call& call)
     const auto step = call.output<T>(1);
     const auto offset = call.output<T>(1);
 
-    T min = offset.at[0]; // the unsigned kernels hand this cell to minmax
-    T max = offset.at[0];
-    pack::minmax(call.level, src.at, call.n, &min, &max);
     const pack::Row row = pack::row_at<K>(call.level);
-    const pack::Quantiser<K> quantiser(row, min, max);
     const pack::Plan plan =
         pack::plan(row, address(src.at), sizeof(T), address(dst.at), sizeof(U), call.n);
-    for (std::size_t i = 0; i < (plan.faults ? plan.singles : call.n); ++i) {
-        const bool in_block = i >= plan.singles && i < plan.tail;
-        dst.want[i] = in_block ? quantiser.block(src.at[i]) : quantiser.single(src.at[i]);
-    }
-    if (call.n != 0) {
+    call.expect([&] {
+        if (call.n == 0)
+            return;
+        T min;
+        T max;
+        pack::minmax(call.level, src.at, call.n, &min, &max);
+        const pack::Quantiser<K> quantiser(row, min, max);
+        for (std::size_t i = 0; i < (plan.faults ? plan.singles : call.n); ++i) {
+            const bool in_block = i >= plan.singles && i < plan.tail;
+            dst.want[i] = in_block ? quantiser.block(src.at[i]) : quantiser.single(src.at[i]);
+        }
         step.want[0] = quantiser.step;
         offset.want[0] = quantiser.offset;
-    } else {
+    });
+    if (call.n == 0) {
         call.forget(step, 0, 1);
-        if (quantiser.about_centre)
-            call.forget(offset, 0, 1);
+        call.forget(offset, 0, pack::Quantiser<K>::about_centre ? 1 : 0);
     }
     const auto body = [&] {
         call.kernel<typename K::Fn>()(src.at, call.n, dst.at, step.at, offset.at);
@@ -90,8 +92,10 @@ void unpack_kernel(Call& call)
     const T offset = call.number<T>();
     const unpack::Plan plan = unpack::plan(unpack::row_at<K>(call.level), address(src.at),
                                            sizeof(U), address(dst.at), sizeof(T), call.n);
-    for (std::size_t i = 0; i < (plan.faults ? plan.singles : call.n); ++i)
-        dst.want[i] = unpack::restored(src.at[i], step, offset);
+    call.expect([&] {
+        for (std::size_t i = 0; i < (plan.faults ? plan.singles : call.n); ++i)
+            dst.want[i] = unpack::restored(src.at[i], step, offset);
+    });
     const auto body = [&] { call.kernel<typename K::Fn>()(src.at, call.n, dst.at, step, offset); };
     plan.faults ? call.faults(body) : call.run(body);
 }
@@ -106,10 +110,12 @@ void unpack_alt(Call& call)
     const auto offset = call.number<double>();
     const unpack_channels::Plan plan = unpack_channels::alt_plan(
         call.level, address(src.at), address(dst0.at), address(dst1.at), call.n);
-    for (std::size_t i = 0; i < (plan.faults ? plan.singles : call.n); ++i) {
-        dst0.want[i] = unpack_channels::converted(src.at[2 * i], scale, offset);
-        dst1.want[i] = unpack_channels::converted(src.at[2 * i + 1], scale, offset);
-    }
+    call.expect([&] {
+        for (std::size_t i = 0; i < (plan.faults ? plan.singles : call.n); ++i) {
+            dst0.want[i] = unpack_channels::converted(src.at[2 * i], scale, offset);
+            dst1.want[i] = unpack_channels::converted(src.at[2 * i + 1], scale, offset);
+        }
+    });
     const auto body = [&] {
         call.kernel<unpack_alt_s16_f64_fn>()(src.at, call.n, dst0.at, dst1.at, scale, offset);
     };
@@ -131,10 +137,12 @@ void unpack_cmb(Call& call)
     const auto offset = call.number<double>();
     const unpack_channels::Plan plan = unpack_channels::cmb_plan(
         call.level, address(src0.at), address(src1.at), address(dst.at), call.n);
-    for (std::size_t i = 0; i < (plan.faults ? plan.singles : call.n); ++i) {
-        dst.want[2 * i] = unpack_channels::converted(src0.at[i], scale, offset);
-        dst.want[2 * i + 1] = unpack_channels::converted(src1.at[i], scale, offset);
-    }
+    call.expect([&] {
+        for (std::size_t i = 0; i < (plan.faults ? plan.singles : call.n); ++i) {
+            dst.want[2 * i] = unpack_channels::converted(src0.at[i], scale, offset);
+            dst.want[2 * i + 1] = unpack_channels::converted(src1.at[i], scale, offset);
+        }
+    });
     const auto body = [&] {
         call.kernel<unpack_cmb_s16_f64_fn>()(src0.at, src1.at, call.n, dst.at, scale, offset);
     };

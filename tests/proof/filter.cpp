@@ -21,8 +21,10 @@ void fir_step(Call& call)
     const auto out_im = call.output<T>(1);
     const std::size_t lanes = model::fir_lanes<T>(call.level);
     const std::size_t head = model::fir_head(re.at, im.at, taps.at, lanes);
-    *out_re.want = model::fir_sum(re.at, taps.at, call.n, lanes, head);
-    *out_im.want = model::fir_sum(im.at, taps.at, call.n, lanes, head);
+    call.expect([&] {
+        *out_re.want = model::fir_sum(re.at, taps.at, call.n, lanes, head);
+        *out_im.want = model::fir_sum(im.at, taps.at, call.n, lanes, head);
+    });
     call.run([&] { call.kernel<Fn>()(re.at, im.at, taps.at, call.n, out_re.at, out_im.at); });
 }
 
@@ -45,7 +47,7 @@ void fir_alt_stream(Call& call)
 
     fir_alt::Ring ring{taps.at, re.at,   im.at,          taps.want,
                        re.want, im.want, taps_count - 1, pos.at[0]};
-    fir_alt::expect<F>(call.level, in.at, call.n, ring, out.want, by);
+    call.expect([&] { fir_alt::expect<F>(call.level, in.at, call.n, ring, out.want, by); });
     *pos.want = ring.pos;
     call.run(call.n == 0 ? Level::base : call.level, [&] {
         F::call(call.kernel<typename F::Fn>(), in.at, call.n, taps.at, taps_count - 1, pos.at,
@@ -61,9 +63,11 @@ void averaging(Call& call)
     const auto y = call.input<T>(call.n);
     const T a = call.number<T>();
     const std::size_t bare = iir1::bare<K>(call.level, call.n, x.offset(), y.offset());
-    for (std::size_t i = 0; i < call.n; ++i)
-        y.want[i] = i < bare ? model::mul(model::sub(x.at[i], y.at[i]), a)
-                             : iir1::full(x.at[i], y.at[i], a);
+    call.expect([&] {
+        for (std::size_t i = 0; i < call.n; ++i)
+            y.want[i] = i < bare ? model::mul(model::sub(x.at[i], y.at[i]), a)
+                                 : iir1::full(x.at[i], y.at[i], a);
+    });
     call.run([&] { call.kernel<typename K::Fn>()(x.at, call.n, y.at, a); });
 }
 
@@ -78,8 +82,10 @@ void smoothing(Call& call)
     const auto x = call.input<T>(call.n);
     const auto taps = call.input<T>(2 * static_cast<std::size_t>(half) + 1);
     const auto y = call.output<T>(call.n);
-    vfilter::expect<T>(x.at, n, taps.at, len, y.want, model::fir_lanes<T>(call.level), x.at,
-                       taps.at);
+    call.expect([&] {
+        vfilter::expect<T>(x.at, n, taps.at, len, y.want, model::fir_lanes<T>(call.level), x.at,
+                           taps.at);
+    });
     call.run([&] { call.kernel<Fn>()(x.at, n, taps.at, len, y.at); });
 }
 
@@ -107,8 +113,9 @@ void centre(Call& call)
         for (std::size_t i = 0; i < size; ++i)
             at[i] = static_cast<float>(call.random().unit() + 0.01);
     });
-    const float want = vfilter2::expect(x.at, w.at, call.n, c, call.level).mean;
+    float want = 0;
     float got = 0;
+    call.expect([&] { want = vfilter2::expect(x.at, w.at, call.n, c, call.level).mean; });
     call.run([&] { got = call.kernel<vfilter2_chunk_fn>()(x.at, w.at, call.n, c); });
     call.returned(want, got);
 }

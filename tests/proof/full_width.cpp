@@ -34,11 +34,11 @@ struct Shared {
     Progress tasks[256];
 };
 
-void sweep(const Task& task, Extent extent, Progress& progress)
+void sweep(const Task& task, Extent extent, bool control, Progress& progress)
 {
     progress.state = 1;
     std::uint64_t hash = 0;
-    const auto visit = [&](const Case& c) {
+    const Visit visit_one = [&](const Case& c) {
         if (progress.state != 1)
             return;
         const Verdict verdict = check(*task.kernel, task.level, c);
@@ -49,6 +49,7 @@ void sweep(const Task& task, Extent extent, Progress& progress)
             progress.state = 3;
         }
     };
+    const Visit visit = control ? under_control(visit_one) : visit_one;
     const Extent part = share(*task.kernel, task.level, extent);
     counts_and_offsets(*task.kernel, part, visit);
     special_values(*task.kernel, task.level, part, visit);
@@ -57,13 +58,13 @@ void sweep(const Task& task, Extent extent, Progress& progress)
         progress.state = 2;
 }
 
-void work(const std::vector<Task>& tasks, Extent extent, Shared& shared)
+void work(const std::vector<Task>& tasks, Extent extent, bool control, Shared& shared)
 {
     for (;;) {
         const std::size_t i = shared.next++;
         if (i >= tasks.size())
             return;
-        sweep(tasks[i], extent, shared.tasks[i]);
+        sweep(tasks[i], extent, control, shared.tasks[i]);
     }
 }
 
@@ -146,10 +147,12 @@ int run(int argc, char** argv)
     std::string filter;
     unsigned workers = 2;
     Extent extent;
+    bool control = false;
     app.add_option("--filter", filter, "only variants whose \"entry level\" contains this");
     app.add_option("--threads", workers, "worker processes")->check(CLI::Range(1, 64));
     app.add_option("--most", extent.most, "greatest count")->check(CLI::Range(0, 1024));
     app.add_option("--thin", extent.thin, "one case of so many")->check(CLI::PositiveNumber);
+    app.add_flag("--control", control, "under every setting of the control word");
     CLI11_PARSE(app, argc, argv);
 
     std::vector<Task> tasks;
@@ -165,7 +168,7 @@ int run(int argc, char** argv)
     Shared& shared = *new (memory) Shared;
     for (unsigned i = 0; i < workers; ++i)
         if (fork() == 0) {
-            work(tasks, extent, shared);
+            work(tasks, extent, control, shared);
             _exit(0);
         }
     Display display(tasks, shared);

@@ -3,7 +3,9 @@
 // iterate over this.
 #pragma once
 
+#include "rig/access.h"
 #include "rig/buffer.h"
+#include "rig/call.h"
 #include "rig/data.h"
 #include "rig/library.h"
 
@@ -35,8 +37,10 @@ enum class Data {
     wide,
     bits,    // any bits at all
     fitting, // what suits the kernel: codes that tie, samples within the Gaussian; else ordinary
+    small,   // subnormals, and numbers whose products, sums and differences are
+    halves,  // numbers whose sums and products lie at halves of the last place, and beside them
 };
-inline constexpr std::size_t data_kinds = 13;
+inline constexpr std::size_t data_kinds = 15;
 const char* name(Data data);
 
 /// A special value put into a case: number `value` of special_values() at element `place` of the
@@ -60,6 +64,8 @@ struct Case {
     std::uint64_t seed = 0; // of all that is not said here
     std::array<Plant, 2> plants{};
     std::span<const unsigned char> raw{}; // bytes laid over the inputs, array by array
+    unsigned mxcsr = rig::usual_mxcsr;    // of model and call
+    rig::Trace* trace = nullptr;          // the call goes step by step, if given
 };
 
 /// An array of a call, and what it must hold afterwards; at first that is what it holds before.
@@ -100,7 +106,8 @@ public:
     template <class Fn>
     Fn* kernel() const
     {
-        return reinterpret_cast<Fn*>(function_);
+        auto* const target = reinterpret_cast<Fn*>(function_);
+        return case_.trace == nullptr ? target : rig::stepped(target);
     }
 
     /// An array that is filled; `fitting(at, size)` fills it where the case asks for it.
@@ -132,7 +139,9 @@ public:
         forgotten_.push_back({array.at + from, array.want + from, (to - from) * sizeof(T)});
     }
 
-    /// Makes the call and compares all arrays and canaries.
+    /// Runs the model's arithmetic under the case's control word.
+    void expect(const std::function<void()>& model);
+    /// Makes the call and compares all arrays and canaries, and the exception flags with the model's.
     void run(const std::function<void()>& body) { run(level, body); }
     void run(Level armed_as, const std::function<void()>& body);
     /// The call must end in a memory fault, with what the model says stored.
@@ -183,6 +192,7 @@ private:
     std::span<const unsigned char> raw_;
     std::size_t arrays_ = 0;
     unsigned inputs_ = 0, numbers_ = 0;
+    unsigned raised_ = 0; // by the model
     bool outside_ = false;
     std::vector<Forgotten> forgotten_;
     std::string failure_;

@@ -1,12 +1,14 @@
 #include "proof/proof.h"
 
+#include <cstdio>
+
 namespace proof {
 
 const char* name(Data data)
 {
     static const char* const names[] = {"ordinary", "special",   "mixed",   "constant", "ties",
                                         "nans",     "some_nans", "numbers", "zeros",    "void_only",
-                                        "wide",     "bits",      "fitting"};
+                                        "wide",     "bits",      "fitting", "small",    "halves"};
     return names[static_cast<std::size_t>(data)];
 }
 
@@ -41,10 +43,13 @@ Verdict check(const Kernel& kernel, Level level, const Case& given)
             if (plant.where != ~0U)
                 planted += ", special " + std::to_string(plant.value) + " in " +
                            std::to_string(plant.where) + " at " + std::to_string(plant.place);
+        char under[20] = "";
+        if (given.mxcsr != rig::usual_mxcsr)
+            std::snprintf(under, sizeof under, ", MXCSR 0x%04x", given.mxcsr);
         verdict.failure = std::string(kernel.name) + " at " + rig::name(level) + ", n " +
                           std::to_string(given.n) + ", offsets " + offsets + ", data " +
-                          name(given.data) + planted + ", seed " + std::to_string(given.seed) +
-                          ": " + verdict.failure;
+                          name(given.data) + planted + under + ", seed " +
+                          std::to_string(given.seed) + ": " + verdict.failure;
     }
     return verdict;
 }

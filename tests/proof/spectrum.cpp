@@ -18,8 +18,10 @@ void product(Call& call)
     const auto b = call.input<T>(call.n);
     const mult::Blocks blocks =
         mult::mult_blocks(mult::width(call.level), dst.at, a.at, b.at, call.n);
-    for (std::size_t i = 0; i < call.n; ++i)
-        dst.want[i] = mult::mult_model(blocks.hold(i), a.at[i], b.at[i]);
+    call.expect([&] {
+        for (std::size_t i = 0; i < call.n; ++i)
+            dst.want[i] = mult::mult_model(blocks.hold(i), a.at[i], b.at[i]);
+    });
     call.run([&] { call.kernel<Fn>()(dst.at, a.at, b.at, call.n); });
 }
 
@@ -28,8 +30,10 @@ void scaled_and_shifted(Call& call)
     const auto x = call.input<float>(call.n);
     const auto scale = call.number<float>();
     const auto offset = call.number<float>();
-    for (std::size_t i = 0; i < call.n; ++i)
-        x.want[i] = mult::mult_add_model(x.at[i], scale, offset);
+    call.expect([&] {
+        for (std::size_t i = 0; i < call.n; ++i)
+            x.want[i] = mult::mult_add_model(x.at[i], scale, offset);
+    });
     call.run([&] { call.kernel<mult_add_f32_fn>()(x.at, call.n, scale, offset); });
 }
 
@@ -69,10 +73,12 @@ void powers(Call& call)
     const auto out = call.output<T>(written);
     const bool faults = bytes != 0 && call.n != 0 && in.offset() % bytes == 0 &&
                         out.offset() % bytes == 0 && half % shape.lanes != 0;
-    if (bytes == 0)
-        fft_abs::baseline_model(in.at, call.n, out.want);
-    else if (!faults)
-        fft_abs::vector_model(shape, in.at, call.n, out.want);
+    call.expect([&] {
+        if (bytes == 0)
+            fft_abs::baseline_model(in.at, call.n, out.want);
+        else if (!faults)
+            fft_abs::vector_model(shape, in.at, call.n, out.want);
+    });
     const auto body = [&] { call.kernel<Fn>()(in.at, call.n, out.at); };
     faults ? call.faults(body) : call.run(body);
 }
@@ -100,9 +106,12 @@ void decibels_f32(Call& call)
     const auto offset = call.number<float>();
     const bool faults =
         blocks && (in.offset() % (4 * lanes) != 0 || out.offset() % (4 * lanes) != 0);
-    for (std::size_t i = 0; i < call.n && !faults; ++i)
-        out.want[i] = blocks ? spec_log::block_model(in.at[i], offset)
-                             : spec_log::decibels(std::log10(spec_log::clamped(in.at[i])), offset);
+    call.expect([&] {
+        for (std::size_t i = 0; i < call.n && !faults; ++i)
+            out.want[i] = blocks
+                              ? spec_log::block_model(in.at[i], offset)
+                              : spec_log::decibels(std::log10(spec_log::clamped(in.at[i])), offset);
+    });
     const auto body = [&] { call.kernel<spec_log_f32_fn>()(in.at, call.n, out.at, offset); };
     faults ? call.faults(body) : call.run(body);
 }
@@ -113,8 +122,10 @@ void decibels_f64(Call& call)
         call.n, [&](double* at, std::size_t size) { some_powers(call.random(), at, size); });
     const auto out = call.output<double>(call.n);
     const auto offset = call.number<double>();
-    for (std::size_t i = 0; i < call.n; ++i)
-        out.want[i] = spec_log::decibels(std::log10(spec_log::clamped(in.at[i])), offset);
+    call.expect([&] {
+        for (std::size_t i = 0; i < call.n; ++i)
+            out.want[i] = spec_log::decibels(std::log10(spec_log::clamped(in.at[i])), offset);
+    });
     call.run([&] { call.kernel<spec_log_f64_fn>()(in.at, call.n, out.at, offset); });
 }
 

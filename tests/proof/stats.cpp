@@ -34,8 +34,9 @@ template <class Fn, class T, auto Of>
 void extreme(Call& call)
 {
     const auto p = call.input<T>(std::max<std::size_t>(call.n, 1));
-    const T want = Of().at(call.level)(p.at, call.n, p.offset());
+    T want{};
     T got{};
+    call.expect([&] { want = Of().at(call.level)(p.at, call.n, p.offset()); });
     call.run([&] { got = call.kernel<Fn>()(p.at, call.n); });
     call.returned(want, got);
 }
@@ -89,8 +90,10 @@ void extremes(Call& call)
     const auto p = call.input<T>(call.n);
     const auto min = call.output<T>(1);
     const auto max = call.output<T>(1);
-    if (call.n != 0)
-        pair_models<T>().at(call.level)(p.at, call.n, p.offset(), *min.want, *max.want);
+    call.expect([&] {
+        if (call.n != 0)
+            pair_models<T>().at(call.level)(p.at, call.n, p.offset(), *min.want, *max.want);
+    });
     call.run([&] { call.kernel<Fn>()(p.at, call.n, min.at, max.at); });
 }
 
@@ -100,8 +103,9 @@ void average(Call& call)
     constexpr Models<T (*)(const T*, std::size_t, std::size_t)> models = {
         avg::avg_base<T>, avg::avg_lanes<T, Narrow, 4>, avg::avg_lanes<T, Wide, 8>, nullptr};
     const auto x = call.input<T>(call.n);
-    const T want = models.at(call.level)(x.at, call.n, x.offset());
+    T want{};
     T got{};
+    call.expect([&] { want = models.at(call.level)(x.at, call.n, x.offset()); });
     call.run([&] { got = call.kernel<Fn>()(x.at, call.n); });
     call.returned(want, got);
 }
@@ -117,8 +121,9 @@ void average_below(Call& call)
     if (call.n != 0 && call.below(3) != 0)
         limit = x.at[call.below(call.n)]; // one of them, which itself counts
     call.overrule(limit);
-    const T want = models.at(call.level)(x.at, call.n, x.offset(), limit);
+    T want{};
     T got{};
+    call.expect([&] { want = models.at(call.level)(x.at, call.n, x.offset(), limit); });
     call.run([&] { got = call.kernel<Fn>()(x.at, call.n, limit); });
     call.returned(want, got);
 }
@@ -153,8 +158,11 @@ void extremes_and_mean(Call& call)
     const auto min = call.output<T>(1);
     const auto max = call.output<T>(1);
     const auto mean = call.output<T>(1);
-    if (call.n != 0)
-        mean_models<T>().at(call.level)(p.at, call.n, p.offset(), *min.want, *max.want, *mean.want);
+    call.expect([&] {
+        if (call.n != 0)
+            mean_models<T>().at(call.level)(p.at, call.n, p.offset(), *min.want, *max.want,
+                                            *mean.want);
+    });
     call.run([&] { call.kernel<Fn>()(p.at, call.n, min.at, max.at, mean.at); });
 }
 
@@ -168,7 +176,7 @@ void peak(Call& call)
                             ? max_array::Blocks()
                             : max_array::Blocks(call.n, dst.offset(), src.offset(), sizeof(T),
                                                 avx ? 32 : 16, avx ? AvxThreshold : 15);
-    max_array::peak(dst.want, src.at, call.n, blocks);
+    call.expect([&] { max_array::peak(dst.want, src.at, call.n, blocks); });
     call.run([&] { call.kernel<Fn>()(dst.at, src.at, call.n); });
 }
 

@@ -44,13 +44,13 @@ std::uint64_t drawn_part(std::size_t crossing, std::size_t n)
 }
 
 /// Kinds of data, edges and seeds in turn.
-Case turned(std::size_t turn, std::size_t n, const Offsets& at)
+Case turned(std::size_t turn, std::size_t n, const Offsets& at, std::size_t kinds = data_kinds)
 {
     Case c;
     c.n = n;
     c.at = at;
-    c.data = static_cast<Data>(turn % data_kinds);
-    c.edge = (turn / data_kinds) % 2 == 0 ? rig::Edge::end : rig::Edge::start;
+    c.data = static_cast<Data>(turn % kinds);
+    c.edge = (turn / kinds) % 2 == 0 ? rig::Edge::end : rig::Edge::start;
     c.seed = turn;
     return c;
 }
@@ -145,28 +145,42 @@ void special_values(const Kernel& kernel, Level level, Extent extent, const Visi
     }
 }
 
-void choice(const Kernel& kernel, const Visit& visit)
+Visit under_control(const Visit& visit)
 {
+    return [visit](Case c) {
+        const std::uint64_t draw = rig::Random::fixed(c.seed * 2048 + c.n).bits();
+        c.mxcsr = setting(draw % settings) | ((draw >> 4 & 1) != 0 ? rig::exception_flags : 0);
+        if ((draw >> 5 & 1) != 0)
+            c.data = (draw >> 6 & 3) == 0 ? Data::halves : Data::small;
+        visit(c);
+    };
+}
+
+void choice(const Kernel& kernel, const Visit& visit, std::size_t round)
+{
+    constexpr std::size_t kinds = 13; // that there were when the hashes were recorded
     constexpr std::size_t large[] = {47, 48, 63, 64, 65, 80, 96, 127, 128, 160, 257, 512, 1024};
-    rig::Random random = rig::Random::fixed(8);
-    std::size_t turn = 0;
+    rig::Random random = rig::Random::fixed(8 + round);
+    std::size_t turn = round << 20;
     const auto count = [&](std::size_t n) {
-        for (std::size_t i = 0; i < 2 * data_kinds; ++i, ++turn) {
+        for (std::size_t i = 0; i < 2 * kinds; ++i, ++turn) {
             Offsets at = drawn(kernel.steps, random);
             if (i % 4 == 1)
                 at.fill(0);
             if (i % 4 > 1)
                 for (std::size_t k = 0; k < kernel.steps.size(); ++k)
                     at[k] = at[0] / kernel.steps[k] * kernel.steps[k];
-            visit(turned(turn, n, at));
+            visit(turned(turn, n, at, kinds));
         }
     };
     for (std::size_t n = 0; n <= 40; ++n)
         count(n);
     for (const std::size_t n : large)
-        count(n);
-    for (std::size_t i = 0; i < 100; ++i, ++turn) { // values enough to meet every constant
-        Case c = turned(turn, most_elements, {});
+        if (round == 0 || n <= 160)
+            count(n);
+    for (std::size_t i = 0; i < 100 && round == 0;
+         ++i, ++turn) { // values enough to meet every constant
+        Case c = turned(turn, most_elements, {}, kinds);
         c.data = i % 2 == 0 ? Data::fitting : Data::ordinary;
         visit(c);
     }

@@ -31,8 +31,20 @@ void counts_and_offsets(const Kernel& kernel, Extent extent, const Visit& visit)
 /// every offset modulo 32 in steps, with all pointers alike and with the last one apart.
 void special_values(const Kernel& kernel, Level level, Extent extent, const Visit& visit);
 
+/// MXCSR as a host may set it: four roundings, subnormal results flushed or not, subnormal operands
+/// read as zeros or not; all exceptions masked, no flag raised.
+inline constexpr unsigned settings = 16;
+constexpr unsigned setting(unsigned i)
+{
+    return rig::usual_mxcsr | (i & 3) << 13 | (i >> 2 & 1) << 15 | (i >> 3 & 1) << 6;
+}
+
+/// Visits each case under a setting drawn for it, half of them with all exception flags raised
+/// before, half with arrays of numbers that tell settings apart.
+Visit under_control(const Visit& visit);
+
 /// A fixed choice: counts small and large, each with every kind of data, at offsets drawn, equal
-/// and zero; then long aligned arrays.
-void choice(const Kernel& kernel, const Visit& visit);
+/// and zero; then long aligned arrays. Each later round makes other calls of the counts to 160.
+void choice(const Kernel& kernel, const Visit& visit, std::size_t round = 0);
 
 } // namespace proof

@@ -444,7 +444,7 @@ void Stepper::outside(std::uint64_t rip)
 void Stepper::run()
 {
     constexpr std::size_t most = 1000000;
-    const unsigned control = _mm_getcsr();
+    unsigned control = _mm_getcsr();
     entry_ = rig_guest.gpr[rsp];
     const std::uint64_t back = word_at(entry_);
     while (rip_ != back || rig_guest.gpr[rsp] != entry_ + 8) {
@@ -481,7 +481,9 @@ void Stepper::run()
         rip_ += at.in->decoded.length;
         rig_guest.go = copy_of(at, base_);
         rig_step_one();
-        trace_.control_word |= ((_mm_getcsr() ^ control) & ~0x3FU) != 0;
+        const unsigned before = std::exchange(control, _mm_getcsr());
+        trace_.control_word |= ((before ^ control) & ~0x3FU) != 0;
+        trace_.flags_lost |= (before & ~control & 0x3FU) != 0;
         if (watched)
             for (int i = 0; i < at.in->decoded.operand_count; ++i)
                 if (is_vector(at.in->operands[i])) {

@@ -59,6 +59,7 @@ struct Trace {
     std::vector<Entered> entered;
     int signal = 0;            // of a call that faulted
     bool control_word = false; // other control bits in MXCSR than at entry, at any step
+    bool flags_lost = false;   // an exception flag cleared, at any step
 
     bool has_entered(const std::string& function) const { return times_entered(function) != 0; }
     std::size_t times_entered(const std::string& function) const;

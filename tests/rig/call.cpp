@@ -66,7 +66,7 @@ float Dirtying::call(float v)
     return v;
 }
 
-Outcome watch(bool dirty, const std::function<void()>& body)
+Outcome watch(bool dirty, const std::function<void()>& body, unsigned mxcsr)
 {
     Outcome outcome;
     sigjmp_buf here;
@@ -80,35 +80,41 @@ Outcome watch(bool dirty, const std::function<void()>& body)
         land_at(&here);
         if (dirty && has_avx())
             dirty_upper_halves();
+        _mm_setcsr(mxcsr);
         outcome.changed = watch_gates(run, const_cast<std::function<void()>*>(&body));
+        outcome.mxcsr = _mm_getcsr();
         if (upper_halves_visible())
             outcome.dirty_upper = (xgetbv(1) & 4) != 0;
     }
     land_at(outer);
-    outcome.control_word = ((_mm_getcsr() ^ before) & ~0x3FU) != 0;
     _mm_setcsr(before);
     clear_upper_halves();
     return outcome;
 }
 
-testing::AssertionResult armed(Level level, const std::function<void()>& body)
+testing::AssertionResult armed(Level level, const std::function<void()>& body, unsigned mxcsr,
+                               unsigned* flags)
 {
     const bool wide = level == Level::avx || level == Level::avx2;
-    const Outcome outcome = watch(wide, body);
+    const Outcome outcome = watch(wide, body, mxcsr);
     if (outcome.signal != 0)
         return testing::AssertionFailure() << "the call ended with: " << strsignal(outcome.signal);
     if (wide && outcome.dirty_upper)
         return testing::AssertionFailure() << "upper halves of the vector registers left dirty";
-    if (outcome.control_word)
+    if (((outcome.mxcsr ^ mxcsr) & ~exception_flags) != 0)
         return testing::AssertionFailure() << "MXCSR control bits changed";
+    if ((mxcsr & exception_flags & ~outcome.mxcsr) != 0)
+        return testing::AssertionFailure() << "MXCSR exception flags cleared";
+    if (flags != nullptr)
+        *flags = outcome.mxcsr & exception_flags;
     if (!outcome.changed.empty())
         return testing::AssertionFailure() << "changed: " << outcome.changed;
     return testing::AssertionSuccess();
 }
 
-bool faults(const std::function<void()>& body)
+bool faults(const std::function<void()>& body, unsigned mxcsr)
 {
-    const int signal = watch(false, body).signal;
+    const int signal = watch(false, body, mxcsr).signal;
     return signal == SIGSEGV || signal == SIGBUS;
 }
 

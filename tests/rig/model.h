@@ -1,12 +1,15 @@
 // tests/rig/model.h: what the models are written in. Plain scalar arithmetic whose NaN rule is
 // stated on the bits, so that no compiler's choice of operand order can make a model agree with a
-// kernel.
+// kernel. It follows the control word (MXCSR) that it runs under, as kernels do.
 #pragma once
 
 #include "rig/buffer.h"
 
+#include <algorithm>
+#include <bit>
 #include <cstdint>
 #include <limits>
+#include <xmmintrin.h>
 
 namespace model {
 
@@ -88,42 +91,100 @@ T div(T a, T b)
     return two_operands(a, b, [](T x, T y) { return x / y; });
 }
 
-/// The second operand on equality or NaN, its bits untouched.
+/// The control word's roundings, as it numbers them.
+enum class Rounding { nearest, down, up, zero };
+inline Rounding rounding() { return static_cast<Rounding>(_mm_getcsr() >> 13 & 3); }
+
+/// As every instruction of arithmetic reads x: a subnormal is a zero where the control word says so
+/// (DAZ). Minimum and maximum are such instructions.
+template <class T>
+T operand(T x)
+{
+    using F = Format<T>;
+    const bool subnormal = (rig::bits_of(x) & F::exponent) == 0;
+    return subnormal && (_mm_getcsr() & 0x40) != 0 ? from_bits<T>(rig::bits_of(x) & F::sign) : x;
+}
+
+/// The second operand on equality or NaN.
 template <class T>
 T minsel(T a, T b)
 {
-    return !is_nan(a) && !is_nan(b) && a < b ? a : b;
+    return !is_nan(a) && !is_nan(b) && a < b ? operand(a) : operand(b);
 }
 template <class T>
 T maxsel(T a, T b)
 {
-    return !is_nan(a) && !is_nan(b) && a > b ? a : b;
+    return !is_nan(a) && !is_nan(b) && a > b ? operand(a) : operand(b);
 }
 
-/// Truncation toward zero to 32 bits; NaN and out of range give the most negative integer.
+/// magnitude / 2^shift as an integer; shift is less than 64.
+inline std::uint64_t shifted(std::uint64_t magnitude, unsigned shift, bool negative, Rounding how)
+{
+    if (shift == 0)
+        return magnitude;
+    const std::uint64_t whole = magnitude >> shift;
+    const std::uint64_t rest = magnitude - (whole << shift);
+    const std::uint64_t half = std::uint64_t{1} << (shift - 1);
+    switch (how) {
+    case Rounding::nearest:
+        return whole + (rest > half || (rest == half && whole % 2 == 1) ? 1 : 0);
+    case Rounding::down:
+        return whole + (negative && rest != 0 ? 1 : 0);
+    case Rounding::up:
+        return whole + (!negative && rest != 0 ? 1 : 0);
+    default:
+        return whole;
+    }
+}
+
+/// x as a 32-bit integer; NaN and what lies outside give the most negative one.
+template <class T>
+std::int32_t to_integer(T x, Rounding how)
+{
+    using F = Format<T>;
+    constexpr int digits = std::numeric_limits<T>::digits - 1; // after the point
+    constexpr int bias = std::numeric_limits<T>::max_exponent - 1;
+    x = operand(x);
+    const std::uint64_t bits = rig::bits_of(x);
+    const bool negative = (bits & F::sign) != 0;
+    const int exponent = std::max(static_cast<int>((bits & F::exponent) >> digits), 1) - bias;
+    if (exponent > 31)
+        return std::numeric_limits<std::int32_t>::min();
+    const bool normal = (bits & F::exponent) != 0;
+    const std::uint64_t magnitude = (bits & F::mantissa) | (normal ? F::mantissa + 1 : 0);
+    const int shift = digits - exponent;
+    const auto whole = static_cast<std::int64_t>(
+        shift < 0 ? magnitude << -shift
+                  : shifted(magnitude, static_cast<unsigned>(std::min(shift, 63)), negative, how));
+    const std::int64_t result = negative ? -whole : whole;
+    return result == static_cast<std::int32_t>(result) ? static_cast<std::int32_t>(result)
+                                                       : std::numeric_limits<std::int32_t>::min();
+}
+
+/// As the instructions that always cut toward zero.
 template <class T>
 std::int32_t truncate(T x)
 {
-    if (is_nan(x) || !(x > T(-2147483649.0) || x >= T(-2147483648.0)) || x >= T(2147483648.0))
-        return std::numeric_limits<std::int32_t>::min();
-    return static_cast<std::int32_t>(x);
+    return to_integer(x, Rounding::zero);
 }
 
-/// Rounding to nearest, ties to even, to 32 bits; NaN and out of range as above.
+/// As the instructions that follow the control word: to nearest, ties to even, unless a host says
+/// otherwise.
 template <class T>
-std::int32_t round_to_even(T x)
+std::int32_t rounded(T x)
 {
-    if (is_nan(x) || !(x >= T(-2147483648.5)) || !(x < T(2147483647.5)))
-        return std::numeric_limits<std::int32_t>::min();
-    const double d = static_cast<double>(x); // exact
-    const auto down = static_cast<std::int64_t>(d) -
-                      (d < static_cast<double>(static_cast<std::int64_t>(d)) ? 1 : 0);
-    const double rest = d - static_cast<double>(down); // exact, in [0, 1)
-    const bool up = rest > 0.5 || (rest == 0.5 && (down & 1) != 0);
-    const std::int64_t rounded = down + (up ? 1 : 0);
-    return rounded < -2147483648LL || rounded > 2147483647LL
-               ? std::numeric_limits<std::int32_t>::min()
-               : static_cast<std::int32_t>(rounded);
+    return to_integer(x, rounding());
+}
+
+/// A count as a T, rounded once.
+template <class T>
+T as_element(std::uint64_t n)
+{
+    constexpr int digits = std::numeric_limits<T>::digits;
+    const int excess = std::max(static_cast<int>(std::bit_width(n)) - digits, 0);
+    const std::uint64_t kept = shifted(n, static_cast<unsigned>(excess), false, rounding());
+    const auto exact = [](std::uint64_t x) { return static_cast<T>(static_cast<std::int64_t>(x)); };
+    return exact(kept) * exact(std::uint64_t{1} << excess);
 }
 
 } // namespace model
