@@ -64,7 +64,9 @@ Load load(const rig::ElfFile& file,
     const rig::ScriptedCopy copy(
         file,
         [&](const char*, std::uint32_t leaf, std::uint32_t subleaf) {
-            result.asked.push_back({leaf, subleaf, cpuid(leaf, subleaf)});
+            // The first query finds anything at all in ECX, and asks leaf 0, which has no sub-leaves.
+            const std::uint32_t told = result.asked.empty() ? 0 : subleaf;
+            result.asked.push_back({leaf, told, cpuid(leaf, told)});
             return result.asked.back().answer;
         },
         RTLD_DEEPBIND);
