@@ -48,6 +48,18 @@ const std::map<std::string, std::vector<std::string>>& callees()
     return list;
 }
 
+/// The exponential of four floats is one function, for SSE2 and for AVX2's short chunks.
+void shares_the_exponential(Level level)
+{
+    ASSERT_NE(rig::shipped_code().named("exp_f32x4"), nullptr);
+    for (const std::size_t n : {std::size_t{8}, std::size_t{12}, std::size_t{15}})
+        EXPECT_EQ(call("vfilter2_chunk", level, n).trace.times_entered("exp_f32x4"), n / 4)
+            << "n " << n;
+    if (level == avx2) {
+        EXPECT_FALSE(call("vfilter2_chunk", level, 39).trace.has_entered("exp_f32x4"));
+    }
+}
+
 /// No call but those stated; those that state no call at all make none, not even a jump.
 void enters_only_what_is_stated(const Kernel& k, Level level)
 {
@@ -460,6 +472,9 @@ const bool added = [] {
     outside("vfilter2_chunk", avx2, "expf",
             {{0, 0}, {7, 7}, {8, 0}, {11, 3}, {15, 3}, {16, 0}, {20, 4}, {39, 7}});
 
+    for (const Level level : above_baseline("vfilter2_chunk"))
+        add_case("vfilter2_chunk", level, "shares_the_exponential",
+                 [level] { shares_the_exponential(level); });
     for (const Level level : rig::table().at("memcpy_fast"))
         add_case("memcpy_fast", level, "memcpy_gets_the_whole_call",
                  [level] { memcpy_gets_the_whole_call(level); });
