@@ -288,7 +288,9 @@ void steps_in_pairs(const std::string& name, const std::string& step, Level leve
         for (const rig::Entered& e : trace.entered)
             if (e.name.starts_with("fir_step"))
                 calls.push_back(e);
-        ASSERT_EQ(calls.size(), blocks * lanes) << "length " << length;
+        EXPECT_EQ(calls.size(), blocks * lanes) << "length " << length;
+        if (calls.size() != blocks * lanes)
+            break;
         for (std::size_t b = 0; b < blocks; ++b)
             for (std::size_t j = 0; j < lanes; ++j) {
                 const rig::Entered& e = calls[b * lanes + j];

@@ -475,7 +475,8 @@ std::vector<Kernel> build()
                         std::move(call),
                         std::move(plan),
                         counts.empty() ? around : counts,
-                        std::move(offsets)});
+                        std::move(offsets),
+                        false});
     };
 #define CALL(kernel, ...)                                                                          \
     [](rig::Library& library, [[maybe_unused]] char* const* a, [[maybe_unused]] std::size_t n) {   \
@@ -674,34 +675,34 @@ std::vector<Kernel> build()
 // --- arrays --------------------------------------------------------------------------------
 
 template <class T>
-void fill_with(char* at, std::size_t bytes, T from, int direction)
+void fill_with(char* at, std::size_t bytes, T from, int direction, std::size_t stride)
 {
     for (std::size_t i = 0; i < bytes / sizeof(T); ++i) {
-        const int value = static_cast<int>(i % 97) * direction;
+        const int value = static_cast<int>(i * stride % 97) * direction;
         const T element = static_cast<T>(from + static_cast<T>(value));
         std::memcpy(at + i * sizeof(T), &element, sizeof element);
     }
 }
 
-void fill_array(char type, char* at, std::size_t bytes)
+void fill_array(char type, char* at, std::size_t bytes, std::size_t stride)
 {
     switch (type) {
     case 'f':
-        return fill_with<float>(at, bytes, 1, 1);
+        return fill_with<float>(at, bytes, 1, 1, stride);
     case 'F': // below the others
-        return fill_with<float>(at, bytes, -1, -1);
+        return fill_with<float>(at, bytes, -1, -1, stride);
     case 'd':
-        return fill_with<double>(at, bytes, 1, 1);
+        return fill_with<double>(at, bytes, 1, 1, stride);
     case 'D':
-        return fill_with<double>(at, bytes, -1, -1);
+        return fill_with<double>(at, bytes, -1, -1, stride);
     case 'b':
-        return fill_with<std::uint8_t>(at, bytes, 200, -1);
+        return fill_with<std::uint8_t>(at, bytes, 200, -1, stride);
     case 'h':
-        return fill_with<std::int16_t>(at, bytes, 300, -7);
+        return fill_with<std::int16_t>(at, bytes, 300, -7, stride);
     case 'H':
-        return fill_with<std::uint16_t>(at, bytes, 60000, -7);
+        return fill_with<std::uint16_t>(at, bytes, 60000, -7, stride);
     default:
-        return fill_with<std::uint32_t>(at, bytes, 7, 65537);
+        return fill_with<std::uint32_t>(at, bytes, 7, 65537, stride);
     }
 }
 
@@ -799,7 +800,8 @@ Called run(const Kernel& kernel, Level level, std::size_t n,
     for (std::size_t i = 0; i < kernel.arrays.size(); ++i) {
         r.arrays.push_back(room(i, offsets.at(i)));
         r.setting.at[i] = reinterpret_cast<std::uint64_t>(r.arrays[i]);
-        fill_array(kernel.types.at(i), r.arrays[i], room_bytes - room_before - 64);
+        fill_array(kernel.types.at(i), r.arrays[i], room_bytes - room_before - 64,
+                   kernel.scattered ? 37 : 1);
     }
     rig::Library& library = library_at(level);
     r.trace = rig::traced(

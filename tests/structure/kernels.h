@@ -90,6 +90,7 @@ struct Kernel {
     std::function<void(const Setting&, Plan&)> plan;
     std::vector<std::size_t> counts;
     std::vector<std::vector<std::size_t>> offsets; // of each array, modulo 64
+    bool scattered = false;                        // values neither rise nor fall
 };
 
 const std::vector<Kernel>& kernels();
