@@ -34,7 +34,8 @@ std::complex<double> turned(double turns)
 std::vector<double> low_pass(std::size_t taps, double cutoff)
 {
     std::vector<double> out(taps);
-    const double middle = static_cast<double>(taps / 2);
+    const std::size_t half = taps / 2;
+    const auto middle = static_cast<double>(half);
     for (std::size_t i = 0; i < taps; ++i) {
         const double at = static_cast<double>(i) - middle;
         const double phase = pi * at / (middle + 1);

@@ -35,7 +35,16 @@ public:
         const Bin n = size();
         if (real_)
             bin = bin < 0 ? -bin : bin >= n ? 2 * n - 1 - bin : bin;
-        return static_cast<double>(power_[static_cast<std::size_t>((bin % n + n) % n)]);
+        return static_cast<double>(power_[static_cast<std::size_t>(wrapped(bin))]);
+    }
+    /// Of a place at most a few turns outside the circle.
+    [[nodiscard]] Bin wrapped(Bin bin) const
+    {
+        while (bin < 0)
+            bin += size();
+        while (bin >= size())
+            bin -= size();
+        return bin;
     }
 
     [[nodiscard]] Bin highest(Segment s) const
@@ -106,7 +115,7 @@ private:
         parent(bin) = bin;
         for (const Bin next : {bin - 1, bin + 1})
             if (!power_.real() || (next >= 0 && next < n))
-                if (const Bin neighbour = (next + n) % n; parent(neighbour) != n)
+                if (const Bin neighbour = power_.wrapped(next); parent(neighbour) != n)
                     join(bin, neighbour);
     }
 
@@ -344,7 +353,7 @@ std::vector<Line> find_lines(const Buffer<float>& mean, const Buffer<float>& smo
     if (strongest <= 0)
         return lines;
     for (const Segment& s : Watershed(smoothed, rise).segments()) {
-        const Bin top = smoothed.highest(s) % n;
+        const Bin top = smoothed.wrapped(smoothed.highest(s));
         if (smoothed(top) > least && top >= margin && top < n - margin)
             lines.push_back(placed(found.line(s), search, n));
     }
