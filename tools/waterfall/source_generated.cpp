@@ -87,6 +87,7 @@ GeneratedSource::GeneratedSource()
     r.rate = static_cast<double>(rate);
     r.center = generated::center;
     r.samples = generated::samples;
+    whole_.captures.push_back({0, r.center, {}, ""});
     for (const generated::Signal& s : generated::signals) {
         levels_.push_back(amplitude(s.level));
         const double middle = generated::center + static_cast<double>(s.offset);

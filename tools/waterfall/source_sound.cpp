@@ -446,7 +446,7 @@ Opened open_other_sound(int file, const Request& request)
     settle(recording, request, checked_rate(recording, info.samplerate), std::nullopt,
            {hint_of(request.input)});
     auto source = std::make_unique<SoundSource>(sound, std::move(recording), channels, chosen);
-    closing.release(); // it is the source's
+    static_cast<void>(closing.release()); // it is the source's
     return source;
 }
 
