@@ -36,7 +36,7 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     list(APPEND simd_guards -fno-unsafe-math-optimizations -ftrapping-math -fno-single-precision-constant
         -mfpmath=sse -mabi=sysv -mno-avx256-split-unaligned-load -mno-avx256-split-unaligned-store
         -fno-trapv -fno-whole-program -fno-unroll-all-loops -fno-unroll-loops -ftree-parallelize-loops=1
-        -fno-keep-inline-functions -fno-instrument-functions)
+        -fno-keep-inline-functions)
 else()
     list(APPEND simd_guards -fno-trapping-math -fdenormal-fp-math=ieee -fno-xray-instrument)
     if(CMAKE_CXX_COMPILER_VERSION VERSION_GREATER_EQUAL 15)
@@ -45,15 +45,7 @@ else()
 endif()
 if(NOT LIBSIMD_INSTRUMENTED)
     list(APPEND simd_guards -fno-sanitize=all)
-    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-        list(APPEND simd_guards -fno-profile-arcs -fno-profile-values -fno-test-coverage)
-    else()
-        list(APPEND simd_guards -fno-profile-generate -fno-profile-instr-generate -fno-coverage-mapping)
-    endif()
-endif()
-
-# The same sources give the same file, wherever they and the build lie. (Instrumented builds find them.)
-if(NOT LIBSIMD_INSTRUMENTED)
+    # The same sources give the same file, wherever they and the build lie.
     list(APPEND simd_guards -ffile-prefix-map=${CMAKE_CURRENT_SOURCE_DIR}=.)
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
         list(APPEND simd_guards -ffile-prefix-map=${CMAKE_BINARY_DIR}=.)

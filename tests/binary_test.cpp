@@ -3,6 +3,7 @@
 #include "rig/library.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <elf.h>
 #include <gtest/gtest.h>
 #include <set>
@@ -57,6 +58,26 @@ std::vector<std::string> objects()
     for (std::string path; std::getline(list, path, ':');)
         paths.push_back(path);
     return paths;
+}
+
+constexpr std::uint32_t tracked_jumps = 1; // GNU_PROPERTY_X86_FEATURE_1_IBT
+constexpr std::uint32_t shadow_stack = 2;  // GNU_PROPERTY_X86_FEATURE_1_SHSTK
+
+/// What the file says that all of its code bears, in the note for the loader of a hardened host.
+std::uint32_t bears()
+{
+    const rig::ElfSection* note = file().section(".note.gnu.property");
+    if (note == nullptr)
+        return 0;
+    const char* at = file().bytes.data() + note->offset + 16; // behind sizes, type and "GNU"
+    for (const char* end = at + note->size - 16; at + 12 <= end;) {
+        std::uint32_t words[3]; // type, size, value
+        std::memcpy(words, at, sizeof words);
+        if (words[0] == 0xC0000002U) // GNU_PROPERTY_X86_FEATURE_1_AND
+            return words[2];
+        at += 8 + (words[1] + 7) / 8 * 8;
+    }
+    return 0;
 }
 
 } // namespace
@@ -222,6 +243,32 @@ TEST(binary, objects_share_nothing_and_initialise_nothing)
         }
     }
     EXPECT_GE(variants, 158 + 3);
+}
+
+// Built for hardened hosts (-fcf-protection): every function that they reach indirectly begins with
+// endbr64, and the file says so.
+TEST(binary, hardened_hosts_find_what_they_ask_for)
+{
+    if (std::getenv("LIBSIMD_HARDENED") != nullptr) {
+        EXPECT_EQ(bears() & tracked_jumps, tracked_jumps);
+        EXPECT_EQ(bears() & shadow_stack, shadow_stack);
+    }
+    if ((bears() & tracked_jumps) == 0)
+        return;
+    int reached = 0;
+    for (const ElfSymbol& s : file().symbols) {
+        const std::string name = rig::unmangled(s.name);
+        const std::string kernel = name.substr(0, name.rfind('_'));
+        if (s.type != STT_FUNC || s.section == SHN_UNDEF ||
+            !(rig::table().contains(kernel) || functions().contains(name) ||
+              name == "init_dispatch"))
+            continue;
+        ++reached;
+        const char* code = file().bytes_at(s.value, 4);
+        ASSERT_NE(code, nullptr) << name;
+        EXPECT_EQ(std::memcmp(code, "\xF3\x0F\x1E\xFA", 4), 0) << name << " lacks endbr64";
+    }
+    EXPECT_GE(reached, 158 + 3 + 1);
 }
 
 TEST(host, fixed_address_program_has_copies_of_the_entries)

@@ -17,6 +17,8 @@ const std::map<std::string, Level>& variants() { return rig::variant_levels(); }
 /// Instruction sets beyond the plain integer ones.
 std::string set_of(const Instruction& in)
 {
+    if (in.decoded.mnemonic == ZYDIS_MNEMONIC_ENDBR64) // a no-op where nobody asks for it
+        return "";
     switch (in.decoded.meta.isa_set) {
     case ZYDIS_ISA_SET_SSE:
     case ZYDIS_ISA_SET_SSEMXCSR:
