@@ -875,7 +875,7 @@ std::string Plan::difference(const rig::Trace& trace, const std::string& name,
             ++at;
         // A compiler may load an element, or a block, once more.
         if (!good && !t.store && t.reach != Reach::streaming)
-            for (std::size_t j = std::min(at + 8, list.size()); j > 0 && j + 4 > at; --j)
+            for (std::size_t j = std::min(at + 8, list.size()); j > 0 && j + 9 > at; --j)
                 good = good || (done[j - 1] != 0 && fits(list[j - 1]));
         if (good)
             continue;
