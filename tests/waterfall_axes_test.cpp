@@ -1,9 +1,11 @@
 // Ticks, colours and text.
 #include "waterfall/axes.h"
-#include "waterfall/font.h"
+#include "waterfall/units.h"
 #include "waterfall_pixels.h"
 
+#include <algorithm>
 #include <cmath>
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 using namespace waterfall;
@@ -55,32 +57,98 @@ TEST(WaterfallAxes, ColoursRiseEvenly)
     EXPECT_GT(light(map[255]), 0.95);
 }
 
+TEST(WaterfallAxes, ClockTimes)
+{
+    const std::int64_t time = parse_datetime("2026-01-02T03:04:58.5Z").value();
+    const auto labels = [&](double high, int most) {
+        std::string all;
+        for (const Tick& tick : clock_axis(0, high, most, time).ticks)
+            all += fmt::format(" {}@{:g}", tick.label, tick.value);
+        return all;
+    };
+    EXPECT_EQ(labels(10, 5), " 03:05:00@1.5 03:05:02@3.5 03:05:04@5.5 03:05:06@7.5 03:05:08@9.5");
+    EXPECT_EQ(labels(7200, 5), " 03:30@1501.5 04:00@3301.5 04:30@5101.5 05:00@6901.5");
+    EXPECT_EQ(labels(1e12, 5).find("  "), std::string::npos); // and ends
+}
+
+struct Extent {
+    int left, top, right, bottom;
+    bool operator==(const Extent&) const = default;
+};
+
+/// Of what is darker than the paper.
+Extent extent(const Canvas& c)
+{
+    Extent e{c.width(), c.height(), -1, -1};
+    for (int y = 0; y < c.height(); ++y)
+        for (int x = 0; x < c.width(); ++x)
+            if (c.at(x, y).g < 0x90)
+                e = {std::min(e.left, x), std::min(e.top, y), std::max(e.right, x),
+                     std::max(e.bottom, y)};
+    return e;
+}
+
 TEST(WaterfallAxes, TextIsDrawnWhereItIsPut)
 {
-    Canvas canvas(40, 20, paper);
-    canvas.text(5, 15, "L1", {ink, 6});
-    EXPECT_EQ(drawn(canvas, 4, 8, 14, 9), "..............\n"
-                                          ".#.......#....\n"
-                                          ".#......##....\n"
-                                          ".#.......#....\n"
-                                          ".#.......#....\n"
-                                          ".#.......#....\n"
-                                          ".#.......#....\n"
-                                          ".#####..###...\n"
-                                          "..............\n");
-    Canvas up(20, 40, paper);
-    up.text(15, 30, "L", {ink, 6, Anchor::left, true});
-    EXPECT_EQ(drawn(up, 8, 24, 9, 8), ".........\n"
-                                      ".........\n"
-                                      ".......#.\n"
-                                      ".......#.\n"
-                                      ".......#.\n"
-                                      ".......#.\n"
-                                      ".#######.\n"
-                                      ".........\n");
-    EXPECT_EQ(text_width("L1", 6), 11);
+    const auto at = [](const char* text, const Style& style) {
+        Canvas canvas(200, 200, paper);
+        canvas.text(100, 100, text, style);
+        return extent(canvas);
+    };
+    const Extent left = at("LLL", {ink, 20});
+    EXPECT_NEAR(left.left, 102, 2);
+    EXPECT_NEAR(left.top, 80, 1); // capitals are as high as asked for
+    EXPECT_NEAR(left.bottom, 99, 1);
+    const int width = text_width("LLL", 20);
+    EXPECT_NEAR(left.right, 100 + width, 3);
+    EXPECT_NEAR(at("LLL", {ink, 20, Anchor::right}).right, 100, 3);
+    EXPECT_NEAR(at("LLL", {ink, 20, Anchor::middle}).left, 102 - width / 2, 2);
+    const Extent up = at("LLL", {ink, 20, Anchor::left, true});
+    EXPECT_NEAR(up.right, 99, 1);
+    EXPECT_NEAR(up.bottom, 98, 2);
+    EXPECT_NEAR(up.top, 100 - width, 3);
     EXPECT_EQ(text_width("", 6), 0);
-    EXPECT_EQ(to_ascii("a\xC3\xA9z\n\x01"), "a?z ?");
+    EXPECT_GT(text_width("LLLL", 6), text_width("LLL", 6));
+}
+
+TEST(WaterfallAxes, TextIsUtf8)
+{
+    const auto drawn_as = [](std::string_view text) {
+        Canvas canvas(80, 30, paper);
+        canvas.text(5, 20, text, {ink, 12});
+        return canvas.bytes();
+    };
+    EXPECT_NE(drawn_as("\xC3\xA9"), drawn_as("?"));
+    EXPECT_NE(drawn_as("\xC3\xA9"), drawn_as("e"));
+    EXPECT_NE(drawn_as("\xCE\xA9"), drawn_as("\xC3\xA9"));
+    EXPECT_EQ(drawn_as("a\nb\x01"), drawn_as("a b "));
+    EXPECT_NE(drawn_as("\xFF\xFE"), drawn_as("")); // no UTF-8: something stands there
+}
+
+// Labels that would touch are left out; their ticks stay.
+TEST(WaterfallAxes, LabelsDoNotCollide)
+{
+    const Plot plot{50, 20, 900, 100};
+    for (const double span : {1e6, 1e3, 1.0, 0.01}) {
+        const Axis axis = frequency_axis(433.92e6, 433.92e6 + span, 10);
+        Canvas canvas(1000, 200, paper);
+        draw_x_axis(canvas, plot, axis, "");
+        int gap = 0, narrowest = 1000, inked = 0;
+        for (int x = 60; x < 940; ++x) { // along the labels: no gap of a label's end is missing
+            bool any = false;
+            for (int y = 128; y < 145; ++y)
+                any = any || canvas.at(x, y).g < 0x90;
+            inked += any ? 1 : 0;
+            if (any && gap > 8)
+                narrowest = std::min(narrowest, gap);
+            gap = any ? 0 : gap + 1;
+        }
+        EXPECT_GT(inked, 50) << span;
+        EXPECT_LT(inked, 700) << span;
+        EXPECT_GE(narrowest, 9) << span;
+        for (const Tick& tick : axis.ticks)
+            EXPECT_EQ(canvas.at(plot.x(axis, tick.value), 122), ink);
+    }
 }
 
 } // namespace

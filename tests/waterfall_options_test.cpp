@@ -65,6 +65,9 @@ TEST(WaterfallOptions, PicturesAreNamedAfterTheInput)
     EXPECT_EQ(parse({"dir/x.y.cs16"})->waterfall, "x.y-waterfall.png");
     EXPECT_EQ(parse({"dir/x.sigmf-meta"})->spectrum, "x-spectrum.png");
     EXPECT_EQ(parse({"-", "--format", "cu8"})->waterfall, "stdin-waterfall.png");
+    EXPECT_EQ(parse({"dir/x.cu8", "--svg"})->spectrum, "x-spectrum.svg");
+    EXPECT_FALSE(parse({"--no-annotations"})->request.annotations);
+    EXPECT_TRUE(parse({})->request.annotations);
     const Options none = parse({"x.cu8", "--no-pictures"}).value();
     EXPECT_EQ(none.waterfall + none.spectrum, "");
 }

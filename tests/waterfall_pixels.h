@@ -6,7 +6,6 @@
 #include "waterfall/error.h"
 
 #include <png.h>
-#include <string>
 #include <vector>
 
 namespace waterfall_test {
@@ -29,18 +28,6 @@ inline waterfall::Canvas decoded(const std::vector<unsigned char>& file)
         for (int x = 0; x < canvas.width(); ++x, i += 3)
             canvas.set(x, y, {bytes[i], bytes[i + 1], bytes[i + 2]});
     return canvas;
-}
-
-/// A part of a picture as text: '#' where it is more ink than paper.
-inline std::string drawn(const waterfall::Canvas& canvas, int left, int top, int width, int height)
-{
-    std::string out;
-    for (int y = top; y < top + height; ++y) {
-        for (int x = left; x < left + width; ++x)
-            out += canvas.at(x, y).g < 0x90 ? '#' : '.';
-        out += '\n';
-    }
-    return out;
 }
 
 } // namespace waterfall_test

@@ -1,11 +1,13 @@
 #include "waterfall/annotations.h"
 
-#include "waterfall/font.h"
-
 #include <algorithm>
 #include <array>
+#include <fmt/format.h>
+#include <map>
 #include <optional>
+#include <set>
 #include <string>
+#include <tuple>
 
 namespace waterfall {
 
@@ -35,34 +37,57 @@ struct Marked {
     std::string label;
 };
 
-/// Adds a mark. Neighbours that say the same become one: a burst that is marked piece by piece is
-/// one burst in the picture.
-void add(std::vector<Marked>& marks, const Marked& mark)
-{
-    const auto same = std::find_if(marks.begin(), marks.end(), [&](const Marked& m) {
-        return m.label == mark.label && m.box.left == mark.box.left &&
-               m.box.right == mark.box.right && m.box.touches(mark.box, 2);
-    });
-    if (same == marks.end()) {
-        marks.push_back(mark);
-        return;
+/// The marks of a picture. Neighbours that say the same become one: a burst that is marked piece by
+/// piece is one burst in the picture. Of more than can be told apart, the first are kept.
+class Marks {
+public:
+    void add(const Marked& mark)
+    {
+        const Box& b = mark.box;
+        const auto [last, is_new] = last_.try_emplace({b.left, b.right, mark.label}, marks_.size());
+        if (!is_new && marks_[last->second].box.touches(b, 2)) {
+            Box& same = marks_[last->second].box;
+            same.top = std::min(same.top, b.top);
+            same.bottom = std::max(same.bottom, b.bottom);
+            return;
+        }
+        constexpr int blur = 4; // pixels
+        const bool seen =
+            !places_.insert({b.left / blur, b.top / blur, b.right / blur, b.bottom / blur}).second;
+        if (seen || marks_.size() == most) {
+            ++left_out_;
+            if (is_new)
+                last_.erase(last);
+            return;
+        }
+        last->second = marks_.size();
+        marks_.push_back(mark);
     }
-    same->box.top = std::min(same->box.top, mark.box.top);
-    same->box.bottom = std::max(same->box.bottom, mark.box.bottom);
-}
 
-std::vector<Marked> in_plot(const Plot& plot, const Axis& frequency, const Axis& time,
-                            const std::vector<Annotation>& annotations)
+    const std::vector<Marked>& all() const { return marks_; }
+    std::size_t left_out() const { return left_out_; }
+
+private:
+    static constexpr std::size_t most = 1000;
+
+    std::vector<Marked> marks_;
+    std::map<std::tuple<int, int, std::string>, std::size_t> last_; // by both sides and label
+    std::set<std::array<int, 4>> places_;
+    std::size_t left_out_ = 0;
+};
+
+Marks in_plot(const Plot& plot, const Axis& frequency, const Axis& time,
+              const std::vector<Annotation>& annotations)
 {
-    std::vector<Marked> marks;
+    Marks marks;
     for (const Annotation& a : annotations) {
         const double end = a.start + a.length;
         if (end < time.low || a.start > time.high || a.high < frequency.low ||
             a.low > frequency.high)
             continue;
-        add(marks, {{plot.x(frequency, a.low), plot.y_down(time, a.start),
-                     plot.x(frequency, a.high), plot.y_down(time, end)},
-                    to_ascii(a.label)});
+        marks.add({{plot.x(frequency, a.low), plot.y_down(time, a.start), plot.x(frequency, a.high),
+                    plot.y_down(time, end)},
+                   a.label});
     }
     return marks;
 }
@@ -73,7 +98,10 @@ std::string shortened(const std::string& label)
     constexpr std::size_t most = 40;
     if (label.size() <= most)
         return label;
-    const std::string start = label.substr(0, most);
+    std::size_t whole = most; // not within a character
+    while ((static_cast<unsigned char>(label[whole]) & 0xC0U) == 0x80U)
+        --whole;
+    const std::string start = label.substr(0, whole);
     for (const char* const ends : {",;(", " "}) {
         const std::size_t end = start.find_last_of(ends);
         if (end != std::string::npos && end >= most / 3)
@@ -112,7 +140,8 @@ std::optional<Box> free_place(const Plot& plot, const Box& box, int width,
 void draw_annotations(Canvas& canvas, const Plot& plot, const Axis& frequency, const Axis& time,
                       const std::vector<Annotation>& annotations)
 {
-    const std::vector<Marked> marks = in_plot(plot, frequency, time, annotations);
+    const Marks found = in_plot(plot, frequency, time, annotations);
+    const std::vector<Marked>& marks = found.all();
     std::vector<Box> taken;
     for (const Marked& mark : marks) {
         const Box& box = mark.box;
@@ -131,6 +160,10 @@ void draw_annotations(Canvas& canvas, const Plot& plot, const Axis& frequency, c
                               halo);
         taken.push_back(*place);
     }
+    if (found.left_out() != 0)
+        canvas.text(plot.left + plot.width, plot.top + plot.height + 52,
+                    fmt::format("{} annotations more than can be drawn", found.left_out()),
+                    {faint_ink, label_size, Anchor::right});
 }
 
 } // namespace waterfall

@@ -1,5 +1,7 @@
 #include "waterfall/axes.h"
 
+#include "waterfall/units.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -74,6 +76,18 @@ std::string with(const std::string& title, const Axis& axis)
     return title + " (" + axis.unit + ")";
 }
 
+// Each how many-th label has room beside the last.
+std::size_t label_step(const Plot& plot, const Axis& axis)
+{
+    if (axis.ticks.size() < 2)
+        return 1;
+    int widest = 0;
+    for (const Tick& tick : axis.ticks)
+        widest = std::max(widest, text_width(tick.label, label_size));
+    const int apart = plot.x(axis, axis.ticks[1].value) - plot.x(axis, axis.ticks[0].value);
+    return static_cast<std::size_t>((widest + 12) / std::max(apart, 1) + 1);
+}
+
 } // namespace
 
 int Axis::pixel(double value, int pixels) const
@@ -100,6 +114,34 @@ Axis time_axis(double low, double high, int most, double slack)
     return make_axis(low, high, most, fitting(time_units, largest(low, high), 2.0), slack);
 }
 
+Axis clock_axis(double low, double high, int most, std::int64_t time)
+{
+    Axis axis{low, high, "UTC", {}};
+    std::int64_t step = 86400;
+    for (const int s :
+         {1, 2, 5, 10, 15, 30, 60, 120, 300, 600, 900, 1800, 3600, 7200, 10800, 21600, 43200})
+        if ((high - low) / s <= most) {
+            step = s;
+            break;
+        }
+    while ((high - low) / static_cast<double>(step) > std::max(most, 1) && step < 1'000'000'000)
+        step *= 2;
+    constexpr std::int64_t nano = 1'000'000'000;
+    const double zero =
+        static_cast<double>(time % (step * nano)) / 1e9; // seconds after a round time
+    const auto length = static_cast<double>(step);
+    const double first = std::ceil((low + zero) / length);
+    for (int i = 0; i <= most; ++i) {
+        const double at = (first + i) * length - zero;
+        if (at > high)
+            break;
+        const std::int64_t when = time + std::llround(at * 1e3) * 1'000'000;
+        const std::int64_t rounded = (when + nano / 2) / nano * nano;
+        axis.ticks.push_back({at, clock_text(rounded, 0).substr(0, step < 60 ? 8 : 5)});
+    }
+    return axis;
+}
+
 Axis level_axis(double low, double high, int most)
 {
     return make_axis(low, high, most, level_units.front());
@@ -113,11 +155,14 @@ void draw_frame(Canvas& canvas, const Plot& plot)
 void draw_x_axis(Canvas& canvas, const Plot& plot, const Axis& axis, const std::string& title)
 {
     const int below = plot.top + plot.height + 1;
+    const std::size_t step = label_step(plot, axis);
+    std::size_t number = 0;
     for (const Tick& tick : axis.ticks) {
         const int x = plot.x(axis, tick.value);
         canvas.fill(x, below, 1, tick_length, ink);
-        canvas.text(x, below + tick_length + label_size + 5, tick.label,
-                    {ink, label_size, Anchor::middle});
+        if (number++ % step == 0)
+            canvas.text(x, below + tick_length + label_size + 5, tick.label,
+                        {ink, label_size, Anchor::middle});
     }
     canvas.text(plot.left + plot.width / 2, below + tick_length + 3 * label_size + 7,
                 with(title, axis), {ink, label_size, Anchor::middle});
@@ -126,10 +171,13 @@ void draw_x_axis(Canvas& canvas, const Plot& plot, const Axis& axis, const std::
 void draw_top_axis(Canvas& canvas, const Plot& plot, const Axis& axis, const std::string& title)
 {
     const int above = plot.top - 1 - tick_length;
+    const std::size_t step = label_step(plot, axis);
+    std::size_t number = 0;
     for (const Tick& tick : axis.ticks) {
         const int x = plot.x(axis, tick.value);
         canvas.fill(x, above, 1, tick_length, faint_ink);
-        canvas.text(x, above - 4, tick.label, {faint_ink, label_size, Anchor::middle});
+        if (number++ % step == 0)
+            canvas.text(x, above - 4, tick.label, {faint_ink, label_size, Anchor::middle});
     }
     canvas.text(plot.left + plot.width / 2, above - 4 - label_size - 9, with(title, axis),
                 {faint_ink, label_size, Anchor::middle});
@@ -144,8 +192,7 @@ void draw_y_axis(Canvas& canvas, const Plot& plot, const Axis& axis, const std::
         canvas.fill(beside, y, tick_length, 1, ink);
         canvas.text(beside - 4, y + label_size / 2, tick.label, {ink, label_size, Anchor::right});
     }
-    const int middle = plot.top + (plot.height + text_width(with(title, axis), label_size)) / 2;
-    canvas.text(22, middle, with(title, axis), {ink, label_size, Anchor::left, true});
+    canvas.text(22, plot.top + plot.height / 2, title, {ink, label_size, Anchor::middle, true});
 }
 
 } // namespace waterfall

@@ -4,6 +4,7 @@
 
 #include "waterfall/canvas.h"
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,8 @@ std::string frequency_text(double hz, int digits);
 /// slack: seconds that a tick may lie outside, to be drawn at the end: a first row that begins half
 /// a frame late should still say 0.
 Axis time_axis(double low, double high, int most, double slack);
+/// Clock time at round seconds, minutes or hours, for at least some seconds; time: of 0.
+Axis clock_axis(double low, double high, int most, std::int64_t time);
 Axis level_axis(double low, double high, int most);
 
 /// Where the data is drawn: left, top, width and height in pixels.

@@ -1,6 +1,5 @@
 #include "waterfall/layout.h"
 
-#include "waterfall/font.h"
 #include "waterfall/units.h"
 
 #include <algorithm>
@@ -19,6 +18,7 @@ constexpr int bar_gap = 24;
 constexpr int bar_margin = 74; // right of the bar, for its labels
 constexpr int x_step = 90;     // pixels for a frequency label
 constexpr int y_step = 50;
+constexpr double least_clock = 10; // seconds: shorter ones are counted from the start
 
 int plot_width(std::size_t columns)
 {
@@ -44,6 +44,8 @@ Axis row_times(const Analysis& a)
     const double row = hop * static_cast<double>(a.waterfall.frames_per_row);
     const double end = start + row * static_cast<double>(a.waterfall.rows);
     const int pixels = plot_height(a.waterfall.rows);
+    if (a.recording.time && end - start >= least_clock)
+        return clock_axis(start, end, pixels / y_step, *a.recording.time);
     return time_axis(start, end, pixels / y_step, 1.5 * (end - start) / pixels);
 }
 
@@ -96,10 +98,20 @@ void draw_frequencies(Canvas& canvas, const Plot& plot, const Axis& axis, const 
     draw_top_axis(canvas, plot, offset, "Offset from " + frequency_text(center, 9));
 }
 
+std::string time_title(const Analysis& a, const Axis& time)
+{
+    if (!a.recording.time)
+        return "Time (" + time.unit + ")";
+    if (time.unit == "UTC")
+        return "Time (UTC), from " + date_text(*a.recording.time);
+    return fmt::format("Time ({}) after {} {} UTC", time.unit, date_text(*a.recording.time),
+                       clock_text(*a.recording.time, 3));
+}
+
 void draw_title(Canvas& canvas, const Plot& plot, const Analysis& a)
 {
     const Settings& s = a.settings;
-    canvas.text(plot.left, 26, to_ascii(a.recording.name), {ink, title_size});
+    canvas.text(plot.left, 26, a.recording.name, {ink, title_size});
     std::string what =
         fmt::format("{}, {}, {}; transforms of {} ({}), {} in {}", a.recording.coding,
                     with_unit(a.recording.rate, "S/s"), duration_text(a.seconds()), s.fft, s.window,
@@ -113,7 +125,7 @@ void draw_title(Canvas& canvas, const Plot& plot, const Analysis& a)
                             frequency_text(s.channel.value_or(0), 6), s.decimate);
     if (a.interrupted)
         what += "; interrupted";
-    canvas.text(plot.left, 46, to_ascii(what), {faint_ink, label_size});
+    canvas.text(plot.left, 46, what, {faint_ink, label_size});
 }
 
 } // namespace waterfall

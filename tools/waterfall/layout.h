@@ -40,6 +40,9 @@ struct SpectrumLayout {
 /// unknown.
 void draw_frequencies(Canvas& canvas, const Plot& plot, const Axis& axis, const Analysis& analysis);
 
+/// "Time (ms) after 2026-01-02 03:04:05.678 UTC" where that is known.
+std::string time_title(const Analysis& analysis, const Axis& time);
+
 /// Two lines: the name, and what was done.
 void draw_title(Canvas& canvas, const Plot& plot, const Analysis& analysis);
 

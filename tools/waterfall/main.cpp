@@ -85,6 +85,11 @@ std::span<const std::byte> bytes_of(const auto& container)
     return std::as_bytes(std::span(container));
 }
 
+Kind kind_of(const Options& o, const std::string& path)
+{
+    return o.svg || path.ends_with(".svg") ? Kind::svg : Kind::pixels;
+}
+
 // Everything is written before anything gets its name.
 void write_outputs(const Options& o, const Analysis& analysis)
 {
@@ -96,9 +101,9 @@ void write_outputs(const Options& o, const Analysis& analysis)
             files.emplace_back(path, bytes);
     };
     if (!o.waterfall.empty())
-        write(o.waterfall, bytes_of(waterfall_png(analysis)));
+        write(o.waterfall, bytes_of(waterfall_picture(analysis, kind_of(o, o.waterfall))));
     if (!o.spectrum.empty())
-        write(o.spectrum, bytes_of(spectrum_png(analysis)));
+        write(o.spectrum, bytes_of(spectrum_picture(analysis, kind_of(o, o.spectrum))));
     for (const auto& [path, indent] : {std::pair(o.json, 2), std::pair(o.json_lines, -1)}) {
         if (path.empty())
             continue;

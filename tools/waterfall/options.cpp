@@ -152,7 +152,7 @@ void add_analysis(CLI::App& app, Settings& s)
 
 struct Pictures {
     std::string waterfall, spectrum;
-    bool none = false;
+    bool none = false, svg = false;
 };
 
 void add_output(CLI::App& app, Options& o, Pictures& pictures)
@@ -160,11 +160,16 @@ void add_output(CLI::App& app, Options& o, Pictures& pictures)
     const char* group = "Output";
     app.add_option("--waterfall", pictures.waterfall,
                    "default: NAME-waterfall.png in this folder;\n- writes it to standard output")
-        ->option_text("FILE.png")
+        ->option_text("FILE")
         ->group(group);
     app.add_option("--spectrum", pictures.spectrum,
                    "default: NAME-spectrum.png in this folder;\n- writes it to standard output")
-        ->option_text("FILE.png")
+        ->option_text("FILE")
+        ->group(group);
+    app.add_flag("--svg", pictures.svg, "pictures as SVG, as FILE.svg is anyway")->group(group);
+    app.add_flag_callback(
+           "--no-annotations", [&o] { o.request.annotations = false; },
+           "do not draw the input's annotations")
         ->group(group);
     app.add_flag("--no-pictures", pictures.none, "figures only")->group(group);
     add_number(app, "--rows", o.settings.rows, "rows of the waterfall, at least; default 600")
@@ -196,10 +201,10 @@ void add_output(CLI::App& app, Options& o, Pictures& pictures)
 }
 
 // Where the pictures go if nobody says it: the input's name, in the current folder.
-std::string picture_name(const std::string& input, const char* what)
+std::string picture_name(const std::string& input, const char* what, bool svg)
 {
     const std::string stem = input.empty() ? "generated" : input == "-" ? "stdin" : title_of(input);
-    return fmt::format("{}-{}.png", stem, what);
+    return fmt::format("{}-{}.{}", stem, what, svg ? "svg" : "png");
 }
 
 void choose_pictures(Options& o, const Pictures& pictures)
@@ -209,8 +214,9 @@ void choose_pictures(Options& o, const Pictures& pictures)
     if (pictures.none)
         return;
     const auto chosen = [&](const std::string& given, const char* what) {
-        return given.empty() ? picture_name(o.request.input, what) : given;
+        return given.empty() ? picture_name(o.request.input, what, pictures.svg) : given;
     };
+    o.svg = pictures.svg;
     o.waterfall = chosen(pictures.waterfall, "waterfall");
     o.spectrum = chosen(pictures.spectrum, "spectrum");
 }

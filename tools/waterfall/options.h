@@ -15,6 +15,7 @@ struct Options {
     Request request;
     Settings settings;
     std::string waterfall, spectrum, json, json_lines; ///< files; "-": standard output, empty: none
+    bool svg = false;                                  ///< pictures, whatever they are called
     bool timings = false;                              ///< among the figures
     bool quiet = false;
 

@@ -1,7 +1,8 @@
-// tools/waterfall/pictures.h: the two pictures, each a complete PNG file in memory.
+// tools/waterfall/pictures.h: the two pictures, each a complete file in memory.
 #ifndef WATERFALL_PICTURES_H
 #define WATERFALL_PICTURES_H
 
+#include "waterfall/canvas.h"
 #include "waterfall/chain.h"
 
 #include <vector>
@@ -9,10 +10,10 @@
 namespace waterfall {
 
 /// Time downwards, frequency across, colour bar, annotations.
-std::vector<unsigned char> waterfall_png(const Analysis& analysis);
+std::vector<unsigned char> waterfall_picture(const Analysis& analysis, Kind kind = Kind::pixels);
 
 /// Mean, peak and floor over frequency.
-std::vector<unsigned char> spectrum_png(const Analysis& analysis);
+std::vector<unsigned char> spectrum_picture(const Analysis& analysis, Kind kind = Kind::pixels);
 
 } // namespace waterfall
 

@@ -40,8 +40,9 @@ std::vector<unsigned char> encode_png(const Canvas& canvas)
     image.get().format = PNG_FORMAT_RGB;
     png_alloc_size_t size = PNG_IMAGE_PNG_SIZE_MAX(image.get());
     std::vector<unsigned char> file(size);
-    image.require(png_image_write_to_memory(&image.get(), file.data(), &size, 0,
-                                            canvas.bytes().data(), 0, nullptr));
+    const std::vector<unsigned char> pixels = canvas.bytes();
+    image.require(
+        png_image_write_to_memory(&image.get(), file.data(), &size, 0, pixels.data(), 0, nullptr));
     file.resize(size);
     return file;
 }

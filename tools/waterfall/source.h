@@ -83,6 +83,7 @@ struct Request {
     std::optional<double> rate, center;
     std::optional<Span> start, duration;
     std::optional<std::uint64_t> channel; ///< of several, from 1
+    bool annotations = true;              ///< are wanted
     bool strict = false;                  ///< what is missing or wrong in the input is an error
     /// Set by a signal: the input then ends where it is, be it within a sample.
     const volatile std::sig_atomic_t* stop = nullptr;

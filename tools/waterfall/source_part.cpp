@@ -37,6 +37,8 @@ public:
         tune(first, request);
         if (recording_.samples)
             recording_.samples = left_ = std::min(left_, *recording_.samples - first);
+        if (!request.annotations)
+            recording_.annotations.clear();
         move_annotations(first);
         recording_.part = request.start || request.duration ? describe(first) : "";
         skipped_ = first == 0 || whole_->skip(first) == first;

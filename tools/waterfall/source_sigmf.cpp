@@ -288,6 +288,8 @@ Opened open_sigmf(const Request& request, const std::string& meta, const std::st
     Opened source = open_samples(data(name), std::move(whole), std::move(layout));
     source->complete([&](Whole& all) {
         drop_captures_outside(meta, all);
+        if (!request.annotations)
+            return;
         const std::uint64_t samples = all.recording.samples.value_or(UINT64_MAX);
         for (const Part& part : parts(meta, json, "annotations", warnings))
             if (std::optional<Annotation> annotation = read_annotation(part, first, samples))

@@ -1,6 +1,5 @@
 #include "waterfall/layout.h"
 #include "waterfall/pictures.h"
-#include "waterfall/png.h"
 
 #include <algorithm>
 #include <cmath>
@@ -123,10 +122,10 @@ void draw_legend(Canvas& canvas, const Plot& plot, const Analysis& a)
 
 } // namespace
 
-std::vector<unsigned char> spectrum_png(const Analysis& analysis)
+std::vector<unsigned char> spectrum_picture(const Analysis& analysis, Kind kind)
 {
     const SpectrumLayout layout(analysis);
-    Canvas canvas(layout.width, layout.height, paper);
+    Canvas canvas(layout.width, layout.height, paper, kind);
     draw_title(canvas, layout.plot, analysis);
     draw_slopes(canvas, layout, analysis);
     draw_grid(canvas, layout);
@@ -137,8 +136,8 @@ std::vector<unsigned char> spectrum_png(const Analysis& analysis)
     draw_legend(canvas, layout.plot, analysis);
     draw_frame(canvas, layout.plot);
     draw_frequencies(canvas, layout.plot, layout.frequency, analysis);
-    draw_y_axis(canvas, layout.plot, layout.level, "Level", false);
-    return encode_png(canvas);
+    draw_y_axis(canvas, layout.plot, layout.level, "Level (dBFS)", false);
+    return canvas.file();
 }
 
 } // namespace waterfall

@@ -1,7 +1,6 @@
 #include "waterfall/annotations.h"
 #include "waterfall/layout.h"
 #include "waterfall/pictures.h"
-#include "waterfall/png.h"
 
 #include <algorithm>
 
@@ -20,19 +19,23 @@ void draw_rows(Canvas& canvas, const Plot& plot, const Waterfall& rows, double s
     };
     const auto width = static_cast<std::size_t>(plot.width);
     const int row_height = plot.height / static_cast<int>(rows.rows);
+    std::vector<Colour> row(width);
+    std::vector<Colour> pixels;
+    pixels.reserve(width * static_cast<std::size_t>(plot.height));
     for (std::size_t r = 0; r < rows.rows; ++r) {
         const std::uint8_t* const codes = rows.codes.data() + r * rows.columns;
-        const int top = plot.top + static_cast<int>(r) * row_height;
         for (std::size_t x = 0; x < width; ++x) {
             const std::size_t first = x * rows.columns / width;
             const std::size_t last = std::max(first + 1, (x + 1) * rows.columns / width);
             const std::uint8_t code = *std::max_element(codes + first, codes + last);
             const double at = (static_cast<double>(x) + 0.5) / static_cast<double>(width);
             const bool flat = at >= slope && at <= 1 - slope;
-            canvas.fill(plot.left + static_cast<int>(x), top, 1, row_height,
-                        flat ? colour_map()[code] : veiled(colour_map()[code]));
+            row[x] = flat ? colour_map()[code] : veiled(colour_map()[code]);
         }
+        for (int i = 0; i < row_height; ++i)
+            pixels.insert(pixels.end(), row.begin(), row.end());
     }
+    canvas.image(plot.left, plot.top, plot.width, plot.height, pixels);
 }
 
 void draw_bar(Canvas& canvas, const Plot& bar, const Axis& level)
@@ -54,10 +57,10 @@ void draw_bar(Canvas& canvas, const Plot& bar, const Axis& level)
 
 } // namespace
 
-std::vector<unsigned char> waterfall_png(const Analysis& analysis)
+std::vector<unsigned char> waterfall_picture(const Analysis& analysis, Kind kind)
 {
     const WaterfallLayout layout(analysis);
-    Canvas canvas(layout.width, layout.height, paper);
+    Canvas canvas(layout.width, layout.height, paper, kind);
     draw_title(canvas, layout.plot, analysis);
     draw_rows(canvas, layout.plot, analysis.waterfall,
               analysis.slope_hz / (analysis.high_hz() - analysis.low_hz()));
@@ -65,9 +68,9 @@ std::vector<unsigned char> waterfall_png(const Analysis& analysis)
                      analysis.recording.annotations);
     draw_frame(canvas, layout.plot);
     draw_frequencies(canvas, layout.plot, layout.frequency, analysis);
-    draw_y_axis(canvas, layout.plot, layout.time, "Time", true);
+    draw_y_axis(canvas, layout.plot, layout.time, time_title(analysis, layout.time), true);
     draw_bar(canvas, layout.bar, layout.level);
-    return encode_png(canvas);
+    return canvas.file();
 }
 
 } // namespace waterfall
