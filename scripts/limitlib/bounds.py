@@ -22,10 +22,13 @@ class Variant:
         self.facts = facts.KERNELS[kernel]
         self.block = self.facts.block.get(level, 1)
         self.flow = code.Flow(functions[self.name])
+        starting = {body[0].address: body for body in functions.values() if body}
         self.loops = []
         for header, body in sorted(self.flow.innermost().items()):
             trace = self.flow.loop_trace(header, body)
             found = loop.accesses(trace)
+            for called in [x.target for x in trace if x.mnemonic.startswith("call")]:
+                trace += [x for x in starting.get(called, []) if not x.mnemonic.startswith("ret")]
             self.loops.append((header, body, trace, found,
                                loop.elements(found, self.facts.sizes)))
 
@@ -49,6 +52,8 @@ class Variant:
         """The loop for a place, by rule: the most elements per iteration, then the instance."""
         if (self.name, place) in facts.OVERRIDES:
             return self.checked(self.loops[facts.OVERRIDES[self.name, place]], place)
+        if self.kernel in facts.STAGED and self.level != "base":
+            return max((one for one in self.loops if one[4] == self.block), key=lambda o: len(o[2]))
         most = max((one[4] for one in self.loops), default=0)
         return self.checked(min((one for one in self.loops if one[4] == most),
                                 key=lambda one: self.distance(one, place)), place)
@@ -77,8 +82,7 @@ class Library:
         self.known = {model.cpu: machine.Facts(model, mca)
                       for model in machine.MODELS} if mca else {}
 
-    def of_trace(self, trace, found, elements, splits, model, looped=True, width=0,
-                 long_chain=False):
+    def of_trace(self, trace, found, elements, splits, model, looped=True, width=0):
         """The bound of instructions that stand for some elements. splits: loads and stores across
         a line."""
         known = self.known[model.cpu]
@@ -97,8 +101,6 @@ class Library:
         if looped:
             parts["chain"] = chain.per_iteration(trace, known.latency, model.forward,
                                                  model.add_to_add)
-        if long_chain:
-            parts["window"] = known.window(trace)
         # Of equals the one that the contract fixes comes first.
         order = ["load", "store", "divider", "chain"]
         resource = max(parts, key=lambda p: (round(parts[p], 3),
@@ -120,8 +122,9 @@ class Library:
             size, *kinds = variant.facts.off
             splits = [kind * size * elements / 64 for kind in kinds]
             width = max((a.width for a in found if a.kind == "store"), default=16)
+        # The accumulators of the staged ones wait for less than a block's work.
         bound = self.of_trace(trace, found, elements, splits, model, width=width,
-                              long_chain=variant.kernel in facts.LONG_CHAINS)
+                              looped=variant.kernel not in facts.STAGED)
         first = facts.first_pass(variant.kernel, variant.level)
         if first:
             before = self.bound(self.variants[first], "aligned", model)

@@ -88,12 +88,12 @@ ELSEWHERE = {
 # The streams of these go past the caches: what they write is not read first.
 STREAMING = {("memcpy_fast", "sse2"), ("memcpy_fast", "avx2")}
 
-# Bodies that are one chain of some hundred cycles: how many of them the scheduler can hold at once
-# counts, beside what each of them needs.
-LONG_CHAINS = {"spec_log_f32", "vfilter2_chunk"}
-
 # The taps that the smoothing's rows are for, those of the benches.
 TAPS = 31
+
+# Several blocks stand side by side in stages, each a loop of its own. The loop for the blocks left
+# over does the whole work of one: the longest.
+STAGED = {"spec_log_f32", "vfilter2_chunk"}
 
 # Another loop than the rule finds: {(variant, "aligned" or "unaligned"): index among the function's
 # innermost loops, by address}. Empty while the rule finds the right one everywhere.

@@ -117,25 +117,6 @@ class Facts:
             self.blocks[source] = answer["CodeRegions"][0]["SummaryView"]["BlockRThroughput"]
         return self.blocks[source]
 
-    def window(self, trace):
-        """Cycles per iteration of a long run, the front end left out: what the scheduler's places
-        leave when an iteration is one long chain. Loads are asked for by themselves: the model has
-        the wait for a load in an operation's register operands too."""
-        used = {int(n) for x in trace for o in x.operands for n in re.findall(r"mm(\d+)", o)}
-        spare = max(set(range(16)) - used)
-        body = []
-        for x in trace:
-            operand = loop.memory_of(x)
-            if operand and loop.loads(x) and not loop.stores(x) \
-                    and not x.mnemonic.startswith(loop.PURE_LOADS) and "mm" in " ".join(x.operands):
-                register = f"%{'y' if loop.width_of(x) == 32 else 'x'}mm{spare}"
-                v = "v" if x.mnemonic.startswith("v") else ""
-                body.append(f"{v}movups {operand}, {register}")
-                x = x._replace(operands=[register if o == operand else o for o in x.operands])
-            body.append(text_of(x))
-        answer = self.ask("\n".join(body) + "\n", "-iterations=400")
-        return answer["CodeRegions"][0]["SummaryView"]["TotalCycles"] / 400
-
     def ask(self, source, *views):
         out = subprocess.run(
             [self.mca, "-mtriple=x86_64", f"-mcpu={self.model.cpu}", "-json", "-dispatch=1000",
