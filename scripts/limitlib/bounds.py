@@ -52,11 +52,15 @@ class Variant:
         """The loop for a place, by rule: the most elements per iteration, then the instance."""
         if (self.name, place) in facts.OVERRIDES:
             return self.checked(self.loops[facts.OVERRIDES[self.name, place]], place)
-        if self.kernel in facts.STAGED and self.level != "base":
-            return max((one for one in self.loops if one[4] == self.block), key=lambda o: len(o[2]))
+        if self.is_staged():
+            return self.checked(max(self.loops, key=lambda one: (one[4] == self.block, len(one[2]))),
+                                place)
         most = max((one[4] for one in self.loops), default=0)
         return self.checked(min((one for one in self.loops if one[4] == most),
                                 key=lambda one: self.distance(one, place)), place)
+
+    def is_staged(self):
+        return self.kernel in facts.STAGED and self.level != "base"
 
     def checked(self, one, place):
         """That loop, unless something speaks against it."""
@@ -65,11 +69,15 @@ class Variant:
             raise Mismatch(f"{self.name}: {elements} elements, not of blocks of {self.block}")
         if elements < max(other[4] for other in self.loops):
             raise Mismatch(f"{self.name}: the loop for the blocks that are left over")
+        if self.is_staged() and any(len(other[2]) > len(one[2]) for other in self.loops
+                                    if other[4] == elements):
+            raise Mismatch(f"{self.name}: one stage of a block")
         if self.level != "base" and max(a.width for a in found if a.stride) \
                 < min(self.width(), self.block):
             raise Mismatch(f"{self.name}: a loop without vector accesses")
-        if any(self.distance(other, place) < self.distance(one, place)
-               for other in self.loops if other[4] == elements):
+        if not self.is_staged() and any(
+                self.distance(other, place) < self.distance(one, place)
+                for other in self.loops if other[4] == elements):
             raise Mismatch(f"{self.name}: not the instance for {place} arrays")
         return one
 
@@ -124,7 +132,7 @@ class Library:
             width = max((a.width for a in found if a.kind == "store"), default=16)
         # The accumulators of the staged ones wait for less than a block's work.
         bound = self.of_trace(trace, found, elements, splits, model, width=width,
-                              looped=variant.kernel not in facts.STAGED)
+                              looped=not variant.is_staged())
         first = facts.first_pass(variant.kernel, variant.level)
         if first:
             before = self.bound(self.variants[first], "aligned", model)
