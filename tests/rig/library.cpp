@@ -32,6 +32,8 @@ std::string unmangled(const std::string& symbol)
     constexpr std::string_view unnamed = "(anonymous namespace)::";
     if (whole.starts_with(unnamed))
         whole.erase(0, unnamed.size());
+    if (whole.find("::{lambda") != std::string::npos) // within a function, at -O0 one by itself
+        return whole;
     return whole.substr(0, whole.find('('));
 }
 
