@@ -82,6 +82,60 @@ TEST_P(Control, untouched_by_every_instruction)
     }
 }
 
+/// avg_lvl_* of x, at an address that is `offset` modulo 64, under a control word.
+template <class Fn, class T>
+T mean_below_one(const char* kernel, Level level, const std::vector<T>& x, std::size_t offset,
+                 unsigned mxcsr)
+{
+    rig::Buffer<T> buffer(x.size());
+    const T* const at = buffer.place(x.size(), offset, rig::Edge::end);
+    for (std::size_t i = 0; i < x.size(); ++i)
+        buffer.set(i, x[i]);
+    T mean = 0;
+    Fn* const fn = *rig::at(level).entry<Fn>(kernel);
+    EXPECT_TRUE(rig::armed(
+        level, [&] { mean = fn(at, x.size(), 1); }, mxcsr));
+    return mean;
+}
+
+// A sum of -0, or what is read as one, shows whether a +0 was added: blocks add it for what exceeds
+// the level, single elements add nothing.
+template <class Fn, class T>
+void zeros_added(const char* kernel, std::initializer_list<Level> with_two_in_head)
+{
+    const T least = std::numeric_limits<T>::min();
+    const std::vector<T> few = {T(-1.5) * least, least, 5};
+    for (const unsigned mxcsr : {0x9F80U, 0x1FC0U, 0x9FC0U}) {
+        for (const Level level : rig::table().at(kernel)) { // in the tail, but for pairs
+            const bool pairs = level == Level::sse2 && sizeof(T) == 8;
+            EXPECT_TRUE(rig::same_bits(pairs ? T(0.0) : T(-0.0),
+                                       mean_below_one<Fn, T>(kernel, level, few, 0, mxcsr)))
+                << kernel << " at " << rig::name(level);
+        }
+        for (const Level level : with_two_in_head) {
+            const std::size_t width = level == Level::sse2 ? 16 : 32;
+            const std::size_t lanes = width / sizeof(T);
+            std::vector<T> x = {T(-1.5) * least, least};
+            x.insert(x.end(), lanes, T(-1.5) * least);
+            x.insert(x.end(), lanes, least);
+            const std::size_t offset = width - 2 * sizeof(T);
+            EXPECT_TRUE(
+                rig::same_bits(T(-0.0), mean_below_one<Fn, T>(kernel, level, x, offset, mxcsr)))
+                << kernel << " at " << rig::name(level);
+            x.insert(x.end(), 2 * lanes, T(5));
+            EXPECT_TRUE(
+                rig::same_bits(T(0.0), mean_below_one<Fn, T>(kernel, level, x, offset, mxcsr)))
+                << kernel << " at " << rig::name(level);
+        }
+    }
+}
+
+TEST(control, zeros_added_by_avg_lvl)
+{
+    zeros_added<avg_lvl_f32_fn, float>("avg_lvl_f32", {Level::sse2, Level::avx, Level::avx2});
+    zeros_added<avg_lvl_f64_fn, double>("avg_lvl_f64", {Level::avx, Level::avx2});
+}
+
 // Beyond 2^24 a float holds every other count.
 TEST(control, counts_are_rounded_as_the_host_says)
 {
