@@ -30,7 +30,7 @@ template <class Query, class Install>
 void probe(Query query, Install install)
 {
     CpuidWords words; // a query that fails leaves these as they were
-    char vendor[13] = {};
+    char vendor[13];
 
     install(Level::base); // before the first CPUID: every later step only overrides
 
@@ -38,6 +38,7 @@ void probe(Query query, Install install)
     __builtin_memcpy(vendor + 0, &words.ebx, 4);
     __builtin_memcpy(vendor + 4, &words.edx, 4);
     __builtin_memcpy(vendor + 8, &words.ecx, 4);
+    vendor[12] = '\0';
 
     query(1, words);
     if (bit(words.edx, 25)) // SSE
