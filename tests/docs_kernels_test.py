@@ -91,9 +91,9 @@ class Kernels(unittest.TestCase):
                          {name: levels.split(", ") for name, levels in rows})
 
     def test_demands_are_those_of_the_machine_code(self):
-        code = test_source("code_test.cpp").split("& demands()", 1)[1].split("return list", 1)[0]
-        rows = {row[1]: set(re.findall(r'\{"(\w+)", "', row[2]))
-                for row in re.finditer(r'\{"(\w+)", (\{\{.*?\}\})\}', code)}
+        code = test_source("code_test.cpp").split("& demands(", 1)[1].split("list.find", 1)[0]
+        rows = {row[1]: set(re.findall(r'\{"(\w+)", \{"', row[2]))
+                for row in re.finditer(r'\{"(\w+_\w+)", (\{\{.*?\}\}\})\}', code)}
         self.assertEqual(len(rows), 16)
         self.assertEqual({f"{name}_{level['level']}": set(level["demands"])
                           for name, kernel in kernels.items() for level in kernel["levels"]

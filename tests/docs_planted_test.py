@@ -15,7 +15,7 @@ docs_build, source, library, *programs = sys.argv[1:]
 del sys.argv[1:]
 compiler, nm, doxygen, mandoc, simd_info, simd_waterfall = programs
 source = pathlib.Path(source)
-KEPT = ["include/libsimd.h", "scripts", "docs", "examples", "README.md", "CHANGELOG.md",
+KEPT = ["include", "scripts", "docs", "examples", "README.md", "CHANGELOG.md",
         "CONTRIBUTING.md", "CMakeLists.txt", "tests/rig/library.cpp", "tests/code_test.cpp"]
 
 
