@@ -5,6 +5,7 @@
 #include "waterfall_files.h"
 
 #include <cmath>
+#include <csignal>
 #include <cstring>
 #include <sys/stat.h>
 #include <thread>
