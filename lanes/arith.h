@@ -20,12 +20,20 @@
 
 #include <immintrin.h>
 
+// clang++'s own assembler, from 17 on, swaps the operands of a sum or product where that saves a byte
+// of the prefix; it does not where the long prefix is asked for.
+#if defined __clang__ && __clang_major__ >= 17
+#define SIMD_WIDE "%{vex3%} v"
+#else
+#define SIMD_WIDE "v"
+#endif
+
 #ifdef __AVX__
 #define SIMD_PINNED(name, type, instruction)                                                       \
     SIMD_INLINE type name(type a, type b)                                                          \
     {                                                                                              \
         type r;                                                                                    \
-        asm("v" instruction " %2, %1, %0" : "=x"(r) : "x"(a), "x"(b));                             \
+        asm(SIMD_WIDE instruction " %2, %1, %0" : "=x"(r) : "x"(a), "x"(b));                       \
         return r;                                                                                  \
     }
 #else
